@@ -5,9 +5,6 @@ include(CMakePackageConfigHelpers)
 install(TARGETS zenquor EXPORT zenquorTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-if(NOT BUILD_SHARED_LIBS)
-  install(TARGETS zenquor_flags EXPORT zenquorTargets)
-endif()
 
 # Public headers lie directly in a module's folder; whatever lies deeper is the module's own business.
 foreach(module ${ZENQUOR_MODULES})

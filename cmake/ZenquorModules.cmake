@@ -31,7 +31,6 @@ zenquor_module(sources MODULES media host vanc audio platform core)
 zenquor_module(encoders MODULES media host vanc audio platform core)
 zenquor_module(writers MODULES media host vanc audio platform core)
 
-target_compile_definitions(zenquor_core_objects PUBLIC ZENQUOR_VERSION="${PROJECT_VERSION}")
 if(TARGET zenquor_platform_objects)
   target_compile_definitions(zenquor_platform_objects PRIVATE ZENQUOR_HARDWARE_ENCODERS=$<BOOL:${ZENQUOR_HARDWARE_ENCODERS}>)
 endif()
