@@ -8,7 +8,7 @@
 int main() {
     const auto packet = zenquor::ZQRVANCClosedCaptionPacket::closedCaptionPacketWithData(
         zenquor::ZQRVANCClosedCaptionPacket::clear608PacketData(), 0);
-    const auto packed = zenquor::ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(*packet, 1, true);
+    const auto packed = zenquor::ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(packet, 1, true);
     std::printf("libzenquor %s: %zu bytes\n", zenquor::versionString(), packed.size());
     return packed.size() == 93 ? 0 : 1;
 }
