@@ -7,6 +7,9 @@
 
 namespace zenquor::platform {
 
+/// Wide enough for the product of a time and a time scale.
+__extension__ typedef __int128 WideProduct;
+
 /// value / timescale seconds, as an exact rational. A time scale of 0 is the invalid time, which compares before all.
 ///
 /// Thread-safety: Safe; a value.
@@ -22,15 +25,15 @@ struct MediaTime {
     /// The same time counted in @p scale, rounded to the nearest unit, halves away from zero.
     constexpr MediaTime converted(std::int32_t scale) const {
         if (!isValid() || scale == timescale) return *this;
-        const __int128 product = static_cast<__int128>(value) * scale * 2;
-        const __int128 half = value < 0 ? -static_cast<__int128>(timescale) : timescale;
-        return {static_cast<std::int64_t>((product + half) / (2 * static_cast<__int128>(timescale))), scale};
+        const WideProduct product = static_cast<WideProduct>(value) * scale * 2;
+        const WideProduct half = value < 0 ? -static_cast<WideProduct>(timescale) : timescale;
+        return {static_cast<std::int64_t>((product + half) / (2 * static_cast<WideProduct>(timescale))), scale};
     }
     /// -1, 0 or 1 as this time is before, at or after @p other.
     constexpr int compare(const MediaTime& other) const {
         if (!isValid() || !other.isValid()) return static_cast<int>(isValid()) - static_cast<int>(other.isValid());
-        const __int128 a = static_cast<__int128>(value) * other.timescale;
-        const __int128 b = static_cast<__int128>(other.value) * timescale;
+        const WideProduct a = static_cast<WideProduct>(value) * other.timescale;
+        const WideProduct b = static_cast<WideProduct>(other.value) * timescale;
         return a < b ? -1 : a > b ? 1 : 0;
     }
     friend constexpr bool operator==(const MediaTime& a, const MediaTime& b) { return a.compare(b) == 0; }
