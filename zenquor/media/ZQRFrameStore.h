@@ -49,8 +49,12 @@ public:
     const std::optional<ZQData>& audioData() const { return audioData_; }
     void setAudioData(std::optional<ZQData> data) { audioData_ = std::move(data); }
     /// The frame's caption packet; null when it has none or captions are not to be written.
-    const ZQRVANCClosedCaptionPacketPtr& closedCaptionData() const { return closedCaptionData_; }
-    void setClosedCaptionData(ZQRVANCClosedCaptionPacketPtr packet) { closedCaptionData_ = std::move(packet); }
+    const std::shared_ptr<ZQRVANCClosedCaptionPacket>& closedCaptionData() const {
+        return closedCaptionData_;
+    }
+    void setClosedCaptionData(std::shared_ptr<ZQRVANCClosedCaptionPacket> packet) {
+        closedCaptionData_ = std::move(packet);
+    }
     /// Units of the recording's time base.
     std::int64_t decodeTimestamp() const { return decodeTimestamp_; }
     void setDecodeTimestamp(std::int64_t time) { decodeTimestamp_ = time; }
@@ -67,7 +71,7 @@ private:
     std::uint32_t frameType_ = ZQRFrameTypeStandalone;
     std::optional<ZQData> rawData_;
     std::optional<ZQData> audioData_;
-    ZQRVANCClosedCaptionPacketPtr closedCaptionData_;
+    std::shared_ptr<ZQRVANCClosedCaptionPacket> closedCaptionData_;
     std::int64_t decodeTimestamp_ = 0;
     std::int64_t displayTimestamp_ = 0;
     std::optional<ZQCKTimecode> timecode_;
