@@ -41,4 +41,10 @@ struct PixelAspectRatio {
     friend constexpr bool operator==(const PixelAspectRatio&, const PixelAspectRatio&) = default;
 };
 
+/// The tags' names, such as "ITU_R_709_2".
+const char* nameOf(ColorPrimaries primaries);
+const char* nameOf(TransferFunction function);
+const char* nameOf(YCbCrMatrix matrix);
+const char* nameOf(FieldDetail detail);
+
 }  // namespace zenquor::platform
