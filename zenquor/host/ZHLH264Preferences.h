@@ -25,6 +25,10 @@ public:
     std::uint64_t bitrate() const { return bitrate_; }
     void setBitrate(std::uint64_t bitsPerSecond) { bitrate_ = bitsPerSecond; }
 
+    /// What a software encoder aims at: "live" (as at first), "balanced" or "quality".
+    const std::string& encoderSpeed() const { return encoderSpeed_; }
+    void setEncoderSpeed(std::string speed) { encoderSpeed_ = std::move(speed); }
+
     /// Greatest distance between key frames, in pictures; 0 leaves it to the encoder.
     std::uint32_t gopSize() const { return gopSize_; }
     void setGopSize(std::uint32_t pictures) { gopSize_ = pictures; }
@@ -54,6 +58,7 @@ public:
 
 private:
     std::uint64_t bitrate_ = 0;
+    std::string encoderSpeed_ = "live";
     std::uint32_t gopSize_ = 0;
     std::uint32_t videoWidth_ = 0;
     std::uint32_t videoHeight_ = 0;

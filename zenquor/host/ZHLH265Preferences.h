@@ -3,12 +3,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "zenquor/core/ZQObject.h"
 
 namespace zenquor {
 
-/// The HEVC choice of a capture preset: its bit rate.
+/// The HEVC choice of a capture preset: its bit rate and speed.
 ///
 /// Thread-safety: One thread at a time while it is filled; reading is safe.
 class ZHLH265Preferences final : public ZQObject {
@@ -21,8 +23,13 @@ public:
     std::uint64_t bitrate() const { return bitrate_; }
     void setBitrate(std::uint64_t bitsPerSecond) { bitrate_ = bitsPerSecond; }
 
+    /// What a software encoder aims at: "live" (as at first), "balanced" or "quality".
+    const std::string& encoderSpeed() const { return encoderSpeed_; }
+    void setEncoderSpeed(std::string speed) { encoderSpeed_ = std::move(speed); }
+
 private:
     std::uint64_t bitrate_ = 0;
+    std::string encoderSpeed_ = "live";
 };
 
 using ZHLH265PreferencesPtr = std::shared_ptr<ZHLH265Preferences>;

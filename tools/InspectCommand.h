@@ -1,0 +1,13 @@
+#pragma once
+// The subcommand "inspect".
+
+namespace CLI {
+class App;
+}
+
+namespace zenquor::tools {
+
+/// Adds the subcommand to @p app. When it is the one chosen, parsing runs it and stores its exit status.
+void addInspectCommand(CLI::App& app, int& status);
+
+}  // namespace zenquor::tools

@@ -1,0 +1,35 @@
+#pragma once
+// What a person asked the record command to do.
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "zenquor/core/FourCC.h"
+#include "zenquor/core/ZQCKTimecode.h"
+#include "zenquor/host/ZHLVideoFormat.h"
+
+namespace zenquor::tools {
+
+struct RecordOptions {
+    std::filesystem::path input;  // empty: bars and tone
+    ZHLVideoFormat format;
+    FourCC codec = 0;
+    std::optional<std::uint64_t> frames;  // nothing: until the input ends or the interrupt key
+    bool realtime = false;
+    std::optional<ZQCKTimecode> startTimecode;
+    std::string reel;
+    std::uint32_t audioChannels = 2;
+    std::uint32_t audioBits = 16;
+    std::uint32_t audioPerTrack = 1;
+    std::filesystem::path captions;  // empty: none
+    std::int32_t captionChannel = 1;
+    FourCC captionTrack = 0;
+    bool keepCache = false;
+    std::string speed;
+    std::vector<std::filesystem::path> outputs;
+};
+
+}  // namespace zenquor::tools

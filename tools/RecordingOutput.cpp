@@ -1,0 +1,89 @@
+#include "RecordingOutput.h"
+
+#include <utility>
+
+namespace zenquor::tools {
+namespace {
+
+constexpr const char* commandErrorDomain = "ZQCommandErrorDomain";
+constexpr int commandErrorEndedEarly = -1;
+
+ZQDictionary writerOptions(const std::filesystem::path& path, const RecordOptions& options,
+                           const ZQRVideoPropertiesPtr& video) {
+    const bool mp4 = path.extension() == ".mp4";
+    ZQDictionary dictionary;
+    dictionary.set(ZQRMovieWriterOptionContainer, mp4 ? ZQRAVFoundationWriter::ContainerMPEG4
+                                                      : ZQRAVFoundationWriter::ContainerQuickTime);
+    dictionary.set(ZQRMovieWriterOptionCacheMask, options.keepCache ? 1 : 0);
+    dictionary.set(ZQRMovieWriterOptionCapturePreset, video->capturePreset());
+    if (video->h264Preferences()) dictionary.set(ZQRMovieWriterOptionH264Prefs, video->h264Preferences());
+    return dictionary;
+}
+
+}  // namespace
+
+RecordingOutputPtr RecordingOutput::create(const std::filesystem::path& path, const std::string& writerID,
+                                           const RecordOptions& options, const ZQRVideoPropertiesPtr& video,
+                                           const ZQRAudioPropertiesPtr& audio, std::uint64_t fifoCapacity) {
+    const RecordingOutputPtr output(new RecordingOutput);
+    output->wanted_ = path;
+    auto& writer = output->writer_ =
+        ZQRAVFoundationWriter::initWithVideoProperties(video, audio, writerOptions(path, options, video));
+    writer->setMovieWriterID(writerID);
+    writer->setSeparatorString("-");
+    writer->setLength(static_cast<std::int64_t>(options.frames.value_or(0)), path.string(), options.reel);
+    if (options.frames) writer->setFramesLeftToRecord(static_cast<std::int64_t>(*options.frames));
+    output->controller_ = ZQRMovieWriterController::initWithMovieWriter(writer, output, fifoCapacity);
+    return output;
+}
+
+void RecordingOutput::addRawFrame(const ZQRFramePtr& frame) {
+    ZQErrorPtr error;
+    if (!hasEnded() && !controller_->addRawFrame(frame, &error)) fail(error);
+}
+
+void RecordingOutput::addEncodedFrame(const ZQRFramePtr& frame) {
+    ZQErrorPtr error;
+    if (!hasEnded() && !controller_->addEncodedFrame(frame, &error)) fail(error);
+}
+
+void RecordingOutput::didFinishSuccessfully(const ZQRMovieWriterControllerPtr&, bool success, const ZQErrorPtr& error) {
+    result_.with([&](Result& result) {
+        result.ended = true;
+        if (!success && !result.error) {
+            result.error = error ? error
+                                 : ZQError::errorWithDomain(commandErrorDomain, commandErrorEndedEarly,
+                                                            "The recording ended before its last frame.");
+        }
+    });
+}
+
+void RecordingOutput::fail(const ZQErrorPtr& error) {
+    result_.with([&](Result& result) {
+        if (!result.error) result.error = error;
+    });
+}
+
+void RecordingOutput::close() {
+    controller_->shutdown();
+    // The thread that writes has ended; a run that broke off has left the file open, and it is closed as well as may be.
+    if (!succeeded()) writer_->finishWritingMovie();
+    if (const auto error = writer_->assetWriterError()) {
+        result_.with([&](Result& result) { result.error = error; });
+    }
+    result_.with([](Result& result) { result.ended = true; });
+}
+
+std::string RecordingOutput::failure() const {
+    const auto error = result_.with([](const Result& r) { return r.error; });
+    if (!error) return {};
+    // The file's own trouble ("disk full") says more than what followed from it.
+    return error == writer_->assetWriterError() ? error->localizedDescription() : error->userInterfaceDescription();
+}
+
+std::filesystem::path RecordingOutput::path() const {
+    const std::string written = writer_->fullFilename();
+    return written.empty() ? wanted_ : std::filesystem::path(written);
+}
+
+}  // namespace zenquor::tools

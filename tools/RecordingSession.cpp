@@ -1,0 +1,311 @@
+#include "RecordingSession.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "CaptionFeed.h"
+#include "Interrupt.h"
+#include "Progress.h"
+#include "RecordingOutput.h"
+#include "zenquor/core/Guarded.h"
+#include "zenquor/encoders/ZQREncoderController.h"
+#include "zenquor/host/ZHLIngestCapturePreset.h"
+#include "zenquor/sources/BarsAndToneSource.h"
+#include "zenquor/sources/MediaFileSource.h"
+
+namespace zenquor::tools {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr const char* controllerID = "1";
+// Pictures that may wait between the source and the disk before a source that is not paced by a clock waits too.
+constexpr std::uint64_t intraBacklog = 40;
+constexpr std::uint64_t longGOPBacklog = 64;
+constexpr std::size_t picturesBeyondBacklog = 20;
+constexpr std::uint64_t fifoReserve = 25;
+constexpr std::chrono::milliseconds backlogPoll{2};
+constexpr std::chrono::milliseconds endPoll{20};
+// HEVC always wants a rate: bits per pixel that live material looks well at.
+constexpr double hevcBitsPerPixel = 0.1;
+
+void complain(const std::string& sentence) { fmt::print(stderr, "zenquor: {}\n", sentence); }
+
+bool isLongGOP(FourCC codec) { return codec == fourCC("avc1") || codec == fourCC("hvc1"); }
+
+FourCC pixelFormatFor(FourCC codec) {
+    return isLongGOP(codec) || codec == fourCC("2vuy") ? platform::pixelFormat2vuy : platform::pixelFormatV210;
+}
+
+ZHLIngestCapturePresetPtr presetFor(const RecordOptions& options) {
+    const auto preset = ZHLIngestCapturePreset::capturePreset();
+    preset->setVideoFormat(options.format);
+    preset->setCompressionComponent(ZHLCompressionComponent::componentWithCode(options.codec));
+    const auto h264 = ZHLH264Preferences::preferences();
+    h264->setEncoderSpeed(options.speed);
+    preset->setH264Preferences(h264);
+    const auto h265 = ZHLH265Preferences::preferences();
+    h265->setEncoderSpeed(options.speed);
+    h265->setBitrate(static_cast<std::uint64_t>(hevcBitsPerPixel * options.format.width * options.format.height *
+                                                options.format.framerate / 100));
+    preset->setH265Preferences(h265);
+    return preset;
+}
+
+ZQRAudioPropertiesPtr audioPropertiesFor(const RecordOptions& options) {
+    const bool packed = options.audioBits == 16;
+    const auto audio = ZQRAudioProperties::initWithBitRate(options.audioBits, packed ? 2 : 4,
+                                                           SourceFormat::audioSampleRate, options.audioChannels);
+    audio->setNativeChannelCount(options.audioChannels);
+    audio->setAudioFormatFlagIsSignedInteger(true);
+    audio->setAudioFormatFlagIsPacked(packed);
+    audio->setAudioFormatFlagIsAlignedHigh(!packed);
+    audio->setAudioAlignment(options.audioPerTrack == 2 ? 1 : 0);
+    return audio;
+}
+
+/// Why a file cannot be written to @p path; empty when nothing speaks against it.
+std::string obstacleAt(const std::filesystem::path& path) {
+    const auto folder = path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
+    std::error_code status;
+    if (!std::filesystem::is_directory(folder, status)) {
+        return fmt::format("The folder \"{}\" does not exist.", folder.string());
+    }
+    if (access(folder.c_str(), W_OK) != 0) {
+        return fmt::format("The folder \"{}\" cannot be written to: {}.", folder.string(),
+                           std::generic_category().message(errno));
+    }
+    return {};
+}
+
+}  // namespace
+
+struct RecordingSession::Implementation final : ZQREncoderControllerDelegate,
+                                                std::enable_shared_from_this<Implementation> {
+    explicit Implementation(RecordOptions given) : options(std::move(given)) {}
+
+    bool run();
+    bool openSource();
+    bool openOutputs();
+    bool record();
+    bool waitForRoom(SteadyClock::time_point due);
+    bool isBroken() const;
+    std::uint64_t fullestQueue() const;
+    void handOn(const ZQRFramePtr& frame);
+    void finish(bool wait);
+    void report() const;
+    Progress::State progress(const ZQRFramePtr& frame) const;
+
+    void hasFrameAvailable(const ZQREncoderControllerPtr&, const ZQRFramePtr& frame) override {
+        for (const auto& output : outputs) output->addEncodedFrame(frame);
+    }
+    void hasNonCriticalError(const ZQREncoderControllerPtr&, const ZQErrorPtr& error) override {
+        complain("Note: " + error->localizedDescription());
+    }
+    void didFinishSuccessfully(const ZQREncoderControllerPtr&, bool success, const ZQErrorPtr& error) override {
+        if (!success && error) encoderError.store(error);
+    }
+
+    const RecordOptions options;
+    std::uint64_t backlog = intraBacklog;
+    FrameSourcePtr source;
+    std::unique_ptr<CaptionFeed> captions;
+    ZQREncoderControllerPtr encoder;
+    std::vector<RecordingOutputPtr> outputs;
+    Guarded<ZQErrorPtr> encoderError;
+    std::uint64_t submitted = 0;
+    double seconds = 0;
+    Progress display;
+};
+
+bool RecordingSession::Implementation::openSource() {
+    const auto format = SourceFormat::withVideoFormat(options.format, pixelFormatFor(options.codec),
+                                                      options.audioChannels, options.audioBits);
+    ZQErrorPtr error;
+    if (options.input.empty()) {
+        BarsAndToneSource::Options bars;
+        bars.startTimecode = options.startTimecode;
+        bars.durationFrames = options.frames;
+        bars.title = "ZENQUOR";
+        bars.pictureLimit = backlog + picturesBeyondBacklog;
+        source = BarsAndToneSource::sourceWithFormat(format, bars, &error);
+    } else {
+        MediaFileSource::Options file;
+        file.startTimecode = options.startTimecode;
+        file.useTimecode = !options.startTimecode;
+        file.maximumFrames = options.frames;
+        file.pictureLimit = backlog + picturesBeyondBacklog;
+        const auto media = MediaFileSource::sourceWithURL(options.input, format, file, &error);
+        if (media && media->hasCaptions()) captions = CaptionFeed::fromFrames(options.captionTrack);
+        source = media;
+    }
+    if (!source) complain(error->localizedDescription());
+    if (!source || options.captions.empty()) return source != nullptr;
+    captions = CaptionFeed::fromFile(options.captions, options.captionChannel, options.captionTrack, format.timebase(),
+                                     &error);
+    if (!captions) complain(error->localizedDescription());
+    return captions != nullptr;
+}
+
+bool RecordingSession::Implementation::openOutputs() {
+    for (const auto& path : options.outputs) {
+        if (const auto obstacle = obstacleAt(path); !obstacle.empty()) {
+            complain(obstacle);
+            return false;
+        }
+    }
+    const auto video = ZQRVideoProperties::initWithCapturePreset(presetFor(options));
+    video->setScanMode(options.format.interlaced ? 1 : 0);
+    const auto capacity = backlog + picturesBeyondBacklog + fifoReserve;
+    encoder = ZQREncoderController::initWithVideoProperties(video, static_cast<std::int64_t>(capacity));
+    encoder->setControllerID(controllerID);
+    encoder->setCapturePreset(video->capturePreset());
+    encoder->setDelegate(weak_from_this());
+    for (std::size_t i = 0; i < options.outputs.size(); ++i) {
+        outputs.push_back(RecordingOutput::create(options.outputs[i], fmt::format("{}{}", controllerID, i + 1), options,
+                                                  video, audioPropertiesFor(options), capacity));
+    }
+    for (const auto& output : outputs) output->start();
+    encoder->start();
+    return true;
+}
+
+bool RecordingSession::Implementation::isBroken() const {
+    if (encoderError.load()) return true;
+    return std::ranges::all_of(outputs, [](const auto& output) { return output->hasEnded(); });
+}
+
+std::uint64_t RecordingSession::Implementation::fullestQueue() const {
+    ZQDictionaryList diagnostics;
+    encoder->gatherQueueDiagnostics(diagnostics);
+    for (const auto& output : outputs) {
+        if (!output->hasEnded()) output->gatherQueueDiagnostics(diagnostics);
+    }
+    std::uint64_t fullest = 0;
+    for (const auto& queue : diagnostics) {
+        fullest = std::max(fullest, static_cast<std::uint64_t>(queue["elementCount"].integerValue()));
+    }
+    return fullest;
+}
+
+/// Waits for the frame's time, or, in a recording that nobody paces, for the queues to have room.
+/// @return false when the recording broke meanwhile.
+bool RecordingSession::Implementation::waitForRoom(SteadyClock::time_point due) {
+    if (options.realtime) {
+        std::this_thread::sleep_until(due);
+        return !isBroken();
+    }
+    while (fullestQueue() > backlog) {
+        if (isBroken()) return false;
+        std::this_thread::sleep_for(backlogPoll);
+    }
+    return !isBroken();
+}
+
+void RecordingSession::Implementation::handOn(const ZQRFramePtr& frame) {
+    if (captions) captions->apply(frame, submitted);
+    // The writers hear of a frame before the encoder does: a fast encoder could otherwise deliver the last frame to a
+    // writer that does not know yet that it is the last.
+    for (const auto& output : outputs) output->addRawFrame(frame);
+    ZQErrorPtr error;
+    if (!encoder->encodeFrame(frame, &error)) encoderError.store(error);
+    ++submitted;
+}
+
+Progress::State RecordingSession::Implementation::progress(const ZQRFramePtr& frame) const {
+    Progress::State state;
+    state.framesWritten = submitted;
+    for (const auto& output : outputs) state.framesWritten = std::min(state.framesWritten, output->framesWritten());
+    const auto timebase = source->format().timebase();
+    state.framesTotal = options.frames.value_or(source->durationFrames().value_or(0));
+    state.secondsWritten = static_cast<double>(state.framesWritten) / timebase.realFramesPerSecond();
+    if (frame && frame->frameTimecode()) state.timecode = frame->frameTimecode()->description();
+    state.fullness = static_cast<double>(fullestQueue()) / static_cast<double>(backlog + picturesBeyondBacklog + fifoReserve);
+    return state;
+}
+
+/// The road of every frame. One frame is held back, so that the last one is known as such when it is handed on.
+bool RecordingSession::Implementation::record() {
+    const auto start = SteadyClock::now();
+    const double frameSeconds = 1.0 / source->format().timebase().realFramesPerSecond();
+    ZQRFramePtr held = source->nextFrame();
+    if (!held) {
+        complain(source->error() ? source->error()->localizedDescription()
+                                 : fmt::format("\"{}\" holds no frame.", options.input.string()));
+        return false;
+    }
+    while (held) {
+        ZQRFramePtr next;
+        const bool stop = Interrupt::wasRequested() || (options.frames && submitted + 1 >= *options.frames);
+        if (!stop) next = source->nextFrame();
+        if (!next) held->setFrameStatus(held->frameStatus() | ZQRFrameStatusLast);
+        const auto due = start + std::chrono::duration_cast<SteadyClock::duration>(
+                                     std::chrono::duration<double>(static_cast<double>(submitted) * frameSeconds));
+        if (!waitForRoom(due)) break;
+        handOn(held);
+        if (display.isDue()) display.show(progress(held));
+        held = std::exchange(next, nullptr);
+    }
+    if (const auto error = source->error()) {
+        complain(error->localizedDescription());
+        return false;
+    }
+    return true;
+}
+
+/// Lets the threads write what is on its way, then ends them and looks at the files.
+void RecordingSession::Implementation::finish(bool wait) {
+    while (wait && !isBroken()) {
+        if (display.isDue()) display.show(progress(nullptr));
+        std::this_thread::sleep_for(endPoll);
+    }
+    encoder->shutdown();
+    for (const auto& output : outputs) output->close();
+    seconds = display.elapsedSeconds();
+    display.finish(progress(nullptr));
+    if (const auto error = encoderError.load()) complain(error->userInterfaceDescription());
+}
+
+void RecordingSession::Implementation::report() const {
+    for (const auto& output : outputs) {
+        std::error_code status;
+        const auto size = std::filesystem::file_size(output->path(), status);
+        const double duration =
+            static_cast<double>(output->framesWritten()) / source->format().timebase().realFramesPerSecond();
+        fmt::print("{}: {} frames written, {} dropped, {:.2f} s, {:.1f} MB, {:.2f} times real time\n",
+                   output->path().string(), output->framesWritten(), submitted - output->framesWritten(), duration,
+                   status ? 0.0 : static_cast<double>(size) / 1e6, seconds > 0 ? duration / seconds : 0.0);
+        if (!output->succeeded() && !encoderError.load()) {
+            complain(fmt::format("\"{}\": {}", output->path().string(), output->failure()));
+        }
+    }
+}
+
+bool RecordingSession::Implementation::run() {
+    const auto gop = static_cast<std::uint64_t>(std::lround(options.format.framerate / 100.0));
+    // A long-GOP encoder gives frames back a group late, so that much must fit in.
+    if (isLongGOP(options.codec)) backlog = std::max(longGOPBacklog, 2 * gop + fifoReserve);
+    Interrupt::install();
+    if (!openSource() || !openOutputs()) return false;
+    const bool recorded = record();
+    finish(submitted > 0);
+    report();
+    return recorded && !encoderError.load() &&
+           std::ranges::all_of(outputs, [](const auto& output) { return output->succeeded(); });
+}
+
+RecordingSession::RecordingSession(RecordOptions options)
+    : implementation_(std::make_shared<Implementation>(std::move(options))) {}
+RecordingSession::~RecordingSession() = default;
+
+bool RecordingSession::run() { return implementation_->run(); }
+
+}  // namespace zenquor::tools
