@@ -30,7 +30,7 @@ public:
     platform::SampleBufferPtr nextSampleBuffer();
 
 private:
-    using ZQRSimpleQueue::ZQRSimpleQueue;
+    ZQRCMSampleBufferFIFOQueue(std::size_t capacity, std::string name);
 };
 
 using ZQRCMSampleBufferFIFOQueuePtr = std::shared_ptr<ZQRCMSampleBufferFIFOQueue>;

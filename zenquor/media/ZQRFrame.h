@@ -26,15 +26,20 @@ enum ZQRFrameStatus : std::uint32_t {
     ZQRFrameStatusDuplicate = 16  // a repeated frame: counted, not written
 };
 
-/// A picture with its sound, timecode and ancillary data, as a capture class hands it to encoders and writers.
+/// A picture with its sound, timecode and ancillary data, as a capture class hands it to encoders and
+/// writers.
 ///
 /// Lifecycle:     filled by its maker, then shared; encoders attach their results, nothing else changes.
-/// Thread-safety: several writers read a frame at once while encoders attach to it: an implementation guards the
-///                helpers, the status and the packet list. Everything else is fixed before the frame is shared.
-/// Ownership:     each queue that holds a frame holds one reference; bytes and pictures share the frame's memory.
+/// Thread-safety: several writers read a frame at once while encoders attach to it: an implementation guards
+/// the
+///                helpers, the status and the packet list. Everything else is fixed before the frame is
+///                shared.
+/// Ownership:     each queue that holds a frame holds one reference; bytes and pictures share the frame's
+/// memory.
 class ZQRFrame : public ZQObject {
 public:
-    /// Interleaved samples of all channels, little-endian: 16-bit, or 24 bits high-aligned in 32. Nothing without audio.
+    /// Interleaved samples of all channels, little-endian: 16-bit, or 24 bits high-aligned in 32. Nothing
+    /// without audio.
     virtual std::optional<ZQData> frameAudioData() const = 0;
     /// Bytes of one sample of all channels.
     virtual std::uint32_t audioBytesPerFrame() const = 0;
@@ -62,7 +67,8 @@ public:
     /// Whether the captions among the packets are to be written into movies.
     virtual bool writeCaptions() const = 0;
     virtual void setWriteCaptions(bool write) = 0;
-    /// Attaches @p helper under @p key, or removes it when null. An encoder's ZQRFrameStore stands under its name.
+    /// Attaches @p helper under @p key, or removes it when null. An encoder's ZQRFrameStore stands under its
+    /// name.
     virtual void setFrameHelper(ZQObjectPtr helper, std::string_view key) = 0;
     /// The helper under @p key, or null.
     virtual ZQObjectPtr helperForKey(std::string_view key) const = 0;

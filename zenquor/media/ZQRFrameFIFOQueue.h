@@ -28,7 +28,7 @@ public:
     void cleanUp();
 
 private:
-    using ZQRSimpleQueue::ZQRSimpleQueue;
+    ZQRFrameFIFOQueue(std::size_t capacity, std::string name);
 };
 
 using ZQRFrameFIFOQueuePtr = std::shared_ptr<ZQRFrameFIFOQueue>;

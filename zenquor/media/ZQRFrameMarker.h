@@ -7,8 +7,8 @@
 
 namespace zenquor {
 
-/// A frame that carries only a status. Every essence, geometry, time and helper query answers nothing or 0; the other
-/// setters do nothing.
+/// A frame that carries only a status. Every essence, geometry, time and helper query answers nothing or 0;
+/// the other setters do nothing.
 ///
 /// Thread-safety: Safe.
 class ZQRFrameMarker final : public ZQRFrame {
