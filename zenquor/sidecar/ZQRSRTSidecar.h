@@ -38,7 +38,6 @@ public:
     ZQRSubtitleBlockPtr readBlock();
     /// @return whether the whole block was written; a failure is logged.
     bool writeBlock(const ZQRSubtitleBlock& block);
-    void close() override;
 
     void validateBlocks(ZQRSubtitleBlockList& blocks, const ZQDictionary& properties) override;
     void prepareBlocks(const ZQRSubtitleBlockList& blocks, std::int32_t width, std::int32_t height) override;
@@ -61,9 +60,7 @@ private:
     ZQRSRTSidecar() = default;
 
     void readFile(const std::filesystem::path& url, ZQDictionary properties);
-    std::optional<ZQCKTimecode> timecodeOfBlock(std::string_view text, const char* which,
-                                                std::string_view timeLine, std::string_view numberLine) const;
-    bool writeLine(std::string_view text, int newlines, std::string_view failure);
+    bool writeLine(std::string_view text, int newlines);
 
     ZQRSidecarInputFilePtr inputFile_;
     ZQCKTimebase timebase_;

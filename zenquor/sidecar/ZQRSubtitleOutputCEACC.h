@@ -43,6 +43,7 @@ private:
 
     void queue(const std::vector<ZQRVANCCEA608Packet>& packets);
     void queueLine(const ZQRSubtitleLine& line, std::int32_t justification, std::int32_t row);
+    ZQRVANCCEA608Packet nextPacket(bool firstFrame);
     std::uint32_t channel() const { return static_cast<std::uint32_t>(channel_); }
 
     std::int32_t channel_ = 0;

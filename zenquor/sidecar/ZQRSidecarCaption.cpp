@@ -1,0 +1,155 @@
+#include "zenquor/sidecar/ZQRSidecarCaption.h"
+
+#include <array>
+
+#include <fmt/format.h>
+
+namespace zenquor {
+namespace {
+
+/// The letters of MCC text from 'G' on, each standing for one byte sequence some times over; none for 'V' to
+/// 'Y'.
+struct Letter {
+    std::array<std::uint8_t, 3> bytes;
+    std::size_t count;
+    std::size_t times;
+
+    std::size_t size() const { return count * times; }
+    std::uint8_t operator[](std::size_t i) const { return bytes[i % count]; }
+};
+
+constexpr Letter letters[] = {
+    {{0xFA, 0x00, 0x00}, 3, 1},  // G
+    {{0xFA, 0x00, 0x00}, 3, 2},  // H
+    {{0xFA, 0x00, 0x00}, 3, 3},  // I
+    {{0xFA, 0x00, 0x00}, 3, 4},  // J
+    {{0xFA, 0x00, 0x00}, 3, 5},  // K
+    {{0xFA, 0x00, 0x00}, 3, 6},  // L
+    {{0xFA, 0x00, 0x00}, 3, 7},  // M
+    {{0xFA, 0x00, 0x00}, 3, 8},  // N
+    {{0xFA, 0x00, 0x00}, 3, 9},  // O
+    {{0xFB, 0x80, 0x80}, 3, 1},  // P
+    {{0xFC, 0x80, 0x80}, 3, 1},  // Q
+    {{0xFD, 0x80, 0x80}, 3, 1},  // R
+    {{0x96, 0x69}, 2, 1},        // S
+    {{0x61, 0x01}, 2, 1},        // T
+    {{0xE1, 0x00, 0x00}, 3, 1},  // U
+    {{}, 0, 0},                  // V
+    {{}, 0, 0},                  // W
+    {{}, 0, 0},                  // X
+    {{}, 0, 0},                  // Y
+    {{0x00}, 1, 1},              // Z
+};
+constexpr char firstLetter = 'G';
+constexpr char lastLetter = 'Z';
+static_assert(std::size(letters) == lastLetter - firstLetter + 1);
+
+std::optional<std::uint8_t> hexadecimalDigit(char character) {
+    if (character >= '0' && character <= '9') return static_cast<std::uint8_t>(character - '0');
+    if (character >= 'A' && character <= 'F') return static_cast<std::uint8_t>(character - 'A' + 10);
+    if (character >= 'a' && character <= 'f') return static_cast<std::uint8_t>(character - 'a' + 10);
+    return std::nullopt;
+}
+
+/// A letter matches only when something remains behind it: readers of the format want the end spelled out.
+bool matches(const Letter& letter, std::span<const std::uint8_t> bytes) {
+    if (letter.size() == 0 || letter.size() >= bytes.size()) return false;
+    for (std::size_t i = 0; i < letter.size(); ++i) {
+        if (letter[i] != bytes[i]) return false;
+    }
+    return true;
+}
+
+/// The longest match, the earlier letter among equals.
+const Letter* bestLetter(std::span<const std::uint8_t> bytes) {
+    const Letter* best = nullptr;
+    for (const Letter& letter : letters) {
+        if (matches(letter, bytes) && (!best || letter.size() > best->size())) best = &letter;
+    }
+    return best;
+}
+
+}  // namespace
+
+bool ZQRSidecarCaption::validateTimecode(std::string_view text, ZQCKTimebase timebase) {
+    constexpr std::size_t timecodeLength = 11;
+    if (text.size() <= timecodeLength) return false;
+    for (std::size_t i = 0; i < timecodeLength; ++i) {
+        const bool isSeparator = i == 2 || i == 5 || i == 8;
+        const char c = text[i];
+        if (isSeparator ? c != ':' && c != ';' : c < '0' || c > '9') return false;
+    }
+    const auto parsed = ZQCKTimecode::timecodeWithString(text.substr(0, timecodeLength), timebase);
+    if (!parsed) return false;
+    timecode_ = parsed;
+    return true;
+}
+
+bool ZQRSidecarCaption::appendNibble(char character, bool allowMCCEncoding) {
+    if (const auto digit = hexadecimalDigit(character)) {
+        appendNibbleValue(*digit);
+        return true;
+    }
+    if (character == ' ') return true;
+    if (!allowMCCEncoding || character < firstLetter || character > lastLetter) return false;
+    const Letter& letter = letters[character - firstLetter];
+    for (std::size_t i = 0; i < letter.size(); ++i) {
+        appendNibbleValue(letter[i] >> 4);
+        appendNibbleValue(letter[i] & 0x0F);
+    }
+    return true;
+}
+
+void ZQRSidecarCaption::appendNibbleValue(std::uint8_t nibble) {
+    if (isHighNibblePending_) {
+        data_.push_back(static_cast<std::uint8_t>(pendingByte_ | nibble));
+    } else {
+        pendingByte_ = static_cast<std::uint8_t>(nibble << 4);
+    }
+    isHighNibblePending_ = !isHighNibblePending_;
+}
+
+void ZQRSidecarCaption::appendData(std::span<const std::uint8_t> pair) {
+    if (pair.size() == 2) data_.insert(data_.end(), pair.begin(), pair.end());
+}
+
+void ZQRSidecarCaption::replaceData(std::span<const std::uint8_t> data) {
+    data_.assign(data.begin(), data.end());
+}
+
+void ZQRSidecarCaption::encodeData(std::string& text, bool allowMCCEncoding) const {
+    if (allowMCCEncoding) {
+        encodeLetters(text);
+    } else {
+        encodePairs(text);
+    }
+}
+
+void ZQRSidecarCaption::encodePairs(std::string& text) const {
+    for (std::size_t i = 0; i + 1 < data_.size(); i += 2) {
+        fmt::format_to(std::back_inserter(text), "{}{:02X}{:02X}", i == 0 ? '\t' : ' ', data_[i],
+                       data_[i + 1]);
+    }
+}
+
+void ZQRSidecarCaption::encodeLetters(std::string& text) const {
+    std::span<const std::uint8_t> rest = data_;
+    while (!rest.empty()) {
+        if (const Letter* const letter = bestLetter(rest)) {
+            text.push_back(static_cast<char>(firstLetter + (letter - letters)));
+            rest = rest.subspan(letter->size());
+        } else {
+            fmt::format_to(std::back_inserter(text), "{:02X}", rest.front());
+            rest = rest.subspan(1);
+        }
+    }
+}
+
+void ZQRSidecarCaption::stripTrailingEmtpy608Packets() {
+    const auto isEmpty = [](std::uint8_t byte) { return (byte & 0x7F) == 0; };
+    while (data_.size() >= 2 && isEmpty(data_[data_.size() - 1]) && isEmpty(data_[data_.size() - 2])) {
+        data_.resize(data_.size() - 2);
+    }
+}
+
+}  // namespace zenquor

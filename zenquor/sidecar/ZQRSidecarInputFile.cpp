@@ -1,0 +1,155 @@
+#include "zenquor/sidecar/ZQRSidecarInputFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <string_view>
+#include <system_error>
+
+#include "zenquor/core/Unicode.h"
+#include "zenquor/core/ZLGHandle.h"
+
+namespace zenquor {
+namespace {
+
+constexpr std::size_t bufferBytes = std::size_t{64} << 10;
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+std::string errorText(int error) {
+    return std::generic_category().message(error);
+}
+
+/// ASCII, as most lines are, needs no second look.
+std::string wellFormed(std::string line) {
+    const bool isASCII =
+        std::all_of(line.begin(), line.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
+    return isASCII ? line : utf8FromUTF16(utf16FromUTF8(line));
+}
+
+}  // namespace
+
+ZQRSidecarInputFilePtr ZQRSidecarInputFile::initWithURL(const std::filesystem::path& url) {
+    ZQRSidecarInputFilePtr file(new ZQRSidecarInputFile(url));
+    file->open();
+    return file;
+}
+
+ZQRSidecarInputFile::~ZQRSidecarInputFile() {
+    close();
+}
+
+void ZQRSidecarInputFile::open() {
+    descriptor_ = ::open(url_.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status = {};
+    const bool isKnown = descriptor_ >= 0 && ::fstat(descriptor_, &status) == 0;
+    if (!isKnown) {
+        ZLGGetHandle().error("ZQRSidecarInputFile {}: could not open {} with error {}", *this, url_.string(),
+                             errorText(errno));
+        close();
+    } else if (!S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode)) {
+        ZLGGetHandle().error("ZQRSidecarInputFile {}: {} is no file", *this, url_.string());
+        close();
+    }
+}
+
+void ZQRSidecarInputFile::close() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+    descriptor_ = -1;
+    begin_ = end_ = 0;
+}
+
+bool ZQRSidecarInputFile::fill() {
+    if (descriptor_ < 0) return false;
+    if (begin_ == end_) begin_ = end_ = 0;
+    buffer_.resize(bufferBytes);
+    if (end_ == buffer_.size()) return true;
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor_, buffer_.data() + end_, buffer_.size() - end_);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0 && !failed_) {
+        ZLGGetHandle().error("ZQRSidecarInputFile {}: could not read {} with error {}", *this, url_.string(),
+                             errorText(errno));
+    }
+    failed_ = count < 0;
+    if (count > 0) end_ += static_cast<std::size_t>(count);
+    return count > 0;
+}
+
+void ZQRSidecarInputFile::skipByteOrderMark() {
+    if (started_) return;
+    started_ = true;
+    while (available() < byteOrderMark.size() && fill()) {
+    }
+    const std::string_view start(buffer_.data() + begin_, std::min(available(), byteOrderMark.size()));
+    if (start == byteOrderMark) begin_ += byteOrderMark.size();
+    const std::string_view utf16 = start.substr(0, 2);
+    if (utf16 == "\xFF\xFE" || utf16 == "\xFE\xFF") {
+        ZLGGetHandle().error("ZQRSidecarInputFile {}: {} is UTF-16, save it as UTF-8", *this, url_.string());
+    }
+}
+
+std::optional<std::string> ZQRSidecarInputFile::readLine() {
+    if (line_ < std::numeric_limits<std::int32_t>::max()) ++line_;
+    skipByteOrderMark();
+    for (;;) {
+        std::string line;
+        const bool hasEnd = readRawLine(line);
+        if (isValidLine(line)) return wellFormed(std::move(line));
+        if (!hasEnd) return std::nullopt;
+    }
+}
+
+bool ZQRSidecarInputFile::readRawLine(std::string& line) {
+    while (available() > 0 || fill()) {
+        const char* const begin = buffer_.data() + begin_;
+        const char* const end = buffer_.data() + end_;
+        if (needLinefeed_) {
+            const char* const linefeed = std::find(begin, end, '\n');
+            needLinefeed_ = linefeed == end;
+            begin_ += static_cast<std::size_t>(linefeed - begin) + (needLinefeed_ ? 0 : 1);
+            continue;
+        }
+        const char* const lineEnd = std::find_if(begin, end, [](char c) { return c == '\n' || c == '\r'; });
+        append(line, static_cast<std::size_t>(lineEnd - begin));
+        if (lineEnd == end) continue;
+        needLinefeed_ = *lineEnd == '\r';
+        ++begin_;
+        return true;
+    }
+    return false;
+}
+
+void ZQRSidecarInputFile::append(std::string& line, std::size_t count) {
+    const std::size_t kept = std::min(count, maximumLineBytes - line.size());
+    line.append(buffer_.data() + begin_, kept);
+    begin_ += count;
+    if (kept < count && !loggedLongLine_) {
+        ZLGGetHandle().error("ZQRSidecarInputFile {}: a line of {} is longer than {} bytes, cut", *this,
+                             url_.string(), maximumLineBytes);
+        loggedLongLine_ = true;
+    }
+}
+
+bool ZQRSidecarInputFile::isValidLine(const std::string& line) const {
+    return !(line.empty() && skipEmptyLines_) && line.compare(0, 2, "//") != 0;
+}
+
+std::ptrdiff_t ZQRSidecarInputFile::read(std::span<std::uint8_t> buffer) {
+    started_ = true;
+    std::size_t count = 0;
+    while (count < buffer.size() && (available() > 0 || fill())) {
+        const std::size_t step = std::min(available(), buffer.size() - count);
+        std::memcpy(buffer.data() + count, buffer_.data() + begin_, step);
+        begin_ += step;
+        count += step;
+    }
+    return count == 0 && failed_ ? -1 : static_cast<std::ptrdiff_t>(count);
+}
+
+}  // namespace zenquor
