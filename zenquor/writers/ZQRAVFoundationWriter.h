@@ -21,12 +21,11 @@ namespace zenquor {
 /// plain one.
 ///
 /// Lifecycle:     initWithVideoProperties(), setMovieWriterID(), setLength(), then as ZQRMovieWriterProtocol
-/// says. A
-///                writer that is let go without finishWritingMovie() leaves the fragmented file.
+///                says. A writer that is let go without finishWritingMovie() leaves the fragmented file.
 /// Thread-safety: as ZQRMovieWriterProtocol says.
 /// Ownership:     holds the video properties, copies the audio properties; pictures are shared, never copied.
 /// Standards:     QuickTime File Format, ISO/IEC 14496-12 and -14, SMPTE ST 12-1 (timecode), ST 334-2
-/// (captions).
+///                (captions).
 class ZQRAVFoundationWriter final : public ZQRMovieWriterProtocol {
 public:
     /// Values of the option "containerType".
@@ -44,9 +43,8 @@ public:
     ~ZQRAVFoundationWriter() override;
 
     /// @return false with -36 after finishWritingMovie(), -200 when the file cannot be started, -300 for a
-    /// frame without
-    ///         coded data, -30003 when a track could not take its sample, or the asset writer's own error
-    ///         once it has failed (disk full, closed file).
+    ///         frame without coded data, -30003 when a track could not take its sample, or the asset writer's
+    ///         own error once it has failed (disk full, closed file).
     bool writeFrame(const ZQRFramePtr& frame, ZQErrorPtr* error = nullptr) override;
     /// Does nothing: sound travels with the frames.
     void writeAudioFramesWithBytes(std::span<const std::uint8_t>) override {}

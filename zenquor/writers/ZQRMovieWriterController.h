@@ -47,14 +47,11 @@ public:
 /// reports a failure.
 ///
 /// Lifecycle:     create, start(), per frame addRawFrame() and then addEncodedFrame(), shutdown() once. The
-/// recording
-///                ends by itself after a raw frame with the last-frame flag.
+///                recording ends by itself after a raw frame with the last-frame flag.
 /// Thread-safety: addRawFrame() by one thread, addEncodedFrame() by any, shutdown() and the queries by any
-/// other. The
-///                writer is called on the grabber thread alone. Setters before start().
+///                other. The writer is called on the grabber thread alone. Setters before start().
 /// Ownership:     holds the writer and makes itself its delegate; its own delegate is not held. The running
-/// thread holds
-///                the controller.
+///                thread holds the controller.
 class ZQRMovieWriterController final : public ZQObject,
                                        public ZQRMovieWriterProtocolDelegate,
                                        public std::enable_shared_from_this<ZQRMovieWriterController> {
@@ -77,11 +74,11 @@ public:
     void start();
     /// Queues a frame as the capture side delivers it, in order.
     /// @return false with -52001 when the controller is invalid, with the queue's own error when the queue is
-    /// full.
+    ///         full.
     bool addRawFrame(const ZQRFramePtr& frame, ZQErrorPtr* error = nullptr);
     /// Queues a frame that carries its coded picture, in decode order.
     /// @return false when the controller is invalid (errorForInvalidState()) or the queue is full (its
-    /// error).
+    ///         error).
     bool addEncodedFrame(const ZQRFramePtr& frame, ZQErrorPtr* error = nullptr);
     /// Ends the run: waits 100 ms, wakes the thread with an end-dummy frame, then waits without limit until
     /// it has ended. Returns at once when the thread never ran or has ended.
@@ -125,20 +122,26 @@ private:
     ZQRMovieWriterController() = default;
     bool initialise(ZQRMovieWriterPtr writer, std::weak_ptr<ZQRMovieWriterControllerDelegate> delegate,
                     std::uint64_t fifoCapacity);
-    void setThreadName();
+    static void setThreadName(const std::string& name);
     void frameGrabber();
-    void frameGrabberMain();
-    /// One frame: @return whether the loop goes on.
+    void frameGrabberMain(const std::string& threadName);
+    /// One frame. @return whether the loop goes on; so do the next three.
     bool grabFrame();
-    void closeInvalidMovie();
     bool writeFrame(const ZQRFramePtr& frame);
     bool finishAfterFailedWrite(const ZQErrorPtr& error);
+    bool finishAfterInvalidation();
+    void closeInvalidMovie();
     void releaseRawFrames(std::uint32_t frameType);
-    void endRecording();
-    bool reachedLastFrame(std::int64_t helperDecodeTimestamp) const;
+    /// @return whether this was the last frame; the movie is then closed.
+    bool endRecordingAfter(std::int64_t helperDecodeTimestamp);
+    bool finishMovie();
     void finish(bool success, const ZQErrorPtr& error);
     void cancelAndWaitForTerminationOnThread(NamedThread& thread);
     bool insertEncodedFrame(const ZQRFramePtr& frame, ZQErrorPtr* error);
+    void noteRawTimestamp(const ZQRFrame& frame);
+    void noteLastRawFrame(std::int64_t timestamp);
+    void setState(std::int32_t next) { state_.store(next, std::memory_order_relaxed); }
+    void setStateUnlessInvalid(std::int32_t next);
 
     NamedThread frameGrabberThread_;
     std::atomic<bool> frameGrabberThreadDidFinish_{false};

@@ -30,7 +30,7 @@ inline constexpr int ZQRMovieWriterErrorPerformance = -30003;
 inline constexpr const char* ZQRMovieWriterDidFailNotification = "ZQRMovieWriterDidFailNotification";
 inline constexpr const char* ZQRMovieWriterControllerKey = "ZQCorvaneMovieWriterController";
 
-/// Keys of the options that a writer is created with.
+// Keys of the options that a writer is created with.
 /// Number; 0 switches the buffer cache off for the file.
 inline constexpr const char* ZQRMovieWriterOptionCacheMask = "cacheMask";
 /// A ZHLIngestCapturePreset.
@@ -71,10 +71,9 @@ public:
 /// Puts frames with their coded pictures into a container file.
 ///
 /// Lifecycle:     create for one recording, describe the file, writeFrame() once per frame,
-/// finishWritingMovie() once. Thread-safety: Confined to the controller's grabber thread while recording. The
-/// queries, setFramesLeftToRecord() and
-///                gatherQueueDiagnostics() may be called from any thread; the other setters before the first
-///                frame.
+///                finishWritingMovie() once. Thread-safety: Confined to the controller's grabber thread while
+///                recording. The queries, setFramesLeftToRecord() and gatherQueueDiagnostics() may be called
+///                from any thread; the other setters before the first frame.
 class ZQRMovieWriterProtocol : public ZQObject, public std::enable_shared_from_this<ZQRMovieWriterProtocol> {
 public:
     /// Writes picture, sound, timecode and ancillary data of one frame; the coded picture is the frame's

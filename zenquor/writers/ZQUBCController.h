@@ -24,8 +24,7 @@ public:
     /// For a file name as a writer keeps it: a plain path.
     static bool disableUBCForFileURL(const std::filesystem::path& url, ZQErrorPtr* error = nullptr);
     /// @return false with a ZQUBCErrorDomain error when the file cannot be opened, cannot do without the
-    /// cache or cannot
-    ///         be closed.
+    ///         cache or cannot be closed.
     static bool disableUBCForFilePath(const std::filesystem::path& path, ZQErrorPtr* error = nullptr);
 };
 
