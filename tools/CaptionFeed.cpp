@@ -26,7 +26,7 @@ ZQData nullPairs() {
 }
 
 /// The packet in the form that the track is made of.
-ZQRVANCPacketPtr packetForTrack(const ZQRVANCClosedCaptionPacketPtr& packet, FourCC track) {
+ZQRVANCPacketPtr packetForTrack(const std::shared_ptr<ZQRVANCClosedCaptionPacket>& packet, FourCC track) {
     const std::int32_t line = packet ? packet->lineNumber() : ZQRVANCClosedCaptionPacket::defaultLineNumber;
     if (track == fourCC("c608")) {
         auto pairs = packet ? packet->dataFor608Fields(2) : std::nullopt;
