@@ -37,6 +37,10 @@ public:
     bool isEndOfStream() const;
     std::int64_t position() const { return position_; }
     std::size_t size() const { return view_.size(); }
+    /// The bytes from the position to the end of the view, for readers of whole words.
+    std::span<const std::uint8_t> unreadBytes() const {
+        return view_.subspan(static_cast<std::size_t>(position_));
+    }
 
     /// Copies as many bytes as are left, at most @p destination holds. @return whether it was one or more.
     bool readBytes(std::span<std::uint8_t> destination, std::size_t* bytesRead = nullptr);
@@ -91,8 +95,6 @@ private:
     bool readBits_ = false;
     bool writeBits_ = false;
     std::vector<std::uint8_t> output_;
-
-    friend class ZQRVANCHelper;
 };
 
 }  // namespace zenquor

@@ -40,9 +40,9 @@ public:
                                                                                  std::int32_t type,
                                                                                  std::int32_t line);
 
-    std::int32_t type() const { return type_.load(std::memory_order_acquire); }
+    std::int32_t type() const { return content().type; }
     /// The payload in the form that type() says.
-    ZQData data() const;
+    ZQData data() const { return content().data; }
     std::int32_t originalType() const { return originalType_; }
     const ZQData& originalData() const { return originalData_; }
 
@@ -90,11 +90,17 @@ public:
 private:
     ZQRVANCClosedCaptionPacket(ZQData data, std::int32_t type, std::int32_t line);
 
-    std::atomic<std::int32_t> type_;
-    std::int32_t originalType_;
-    ZQData originalData_;
-    ZQData converted_;  // the payload once type_ differs from originalType_; written before type_
-    std::mutex converting_;
+    struct Content {
+        const ZQData& data;
+        std::int32_t type;
+    };
+    Content content() const;
+
+    const std::int32_t originalType_;
+    const ZQData originalData_;
+    ZQData cdp_;  // the payload once isReplaced_ is set; complete before that
+    std::atomic<bool> isReplaced_{false};
+    std::mutex replacing_;
 };
 
 }  // namespace zenquor
