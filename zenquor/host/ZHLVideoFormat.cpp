@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <string>
 
 namespace zenquor {
 namespace {
@@ -69,17 +68,20 @@ std::optional<std::uint32_t> number(std::string_view text) {
 /// The rate of a name, times 100: "25", "2997" and "29.97" all name one, "23.976" does as well.
 std::optional<std::uint32_t> hundredths(std::string_view text) {
     if (text == "23.976" || text == "23976") return 2398;
-    std::string digits;
-    std::copy_if(text.begin(), text.end(), std::back_inserter(digits), [](char c) { return c != '.'; });
-    const auto value = number(digits);
-    if (!value) return std::nullopt;
-    return digits.size() <= 2 ? *value * 100 : *value;
+    const bool hasPoint = text.size() == 5 && text[2] == '.';
+    const auto whole = number(text.substr(0, 2));
+    const auto fraction = number(text.substr(hasPoint ? 3 : std::min<std::size_t>(2, text.size())));
+    if (!whole) return std::nullopt;
+    if (text.size() == 2) return *whole * 100;
+    if (!fraction || (text.size() != 4 && !hasPoint)) return std::nullopt;
+    return *whole * 100 + *fraction;
 }
 
-/// Field rates are above, frame rates at most 30.
-std::uint32_t frameRateOfInterlaced(std::uint32_t rate) {
-    if (rate == 5994) return 2997;
-    return rate > 3000 ? rate / 2 : rate;
+/// Interlaced formats go by field rate; frame rates end at 30.
+std::optional<std::uint32_t> frameRateOfInterlaced(std::uint32_t rate) {
+    if (rate <= 3000) return rate;
+    if (rate % 2 != 0) return std::nullopt;
+    return rate / 2;
 }
 
 }  // namespace
@@ -92,6 +94,7 @@ std::optional<ZHLVideoFormat> ZHLVideoFormat::formatNamed(std::string_view name)
     auto rate = hundredths(name.substr(letter + 1));
     if (!nameLines || !rate) return std::nullopt;
     if (isInterlaced) rate = frameRateOfInterlaced(*rate);
+    if (!rate) return std::nullopt;
     const auto* const found =
         std::find_if(std::begin(formats), std::end(formats), [&](const ZHLVideoFormat& format) {
             return (format.lines == *nameLines || format.height == *nameLines) &&

@@ -206,7 +206,7 @@ std::string ZQRSubtitleBlock::debugDescriptionHeader() const {
 
 std::string ZQRSubtitleBlock::debugDescription() const {
     std::string text = debugDescriptionHeader();
-    for (const auto& line : lines()) text += "\n" + line->debugDescription();
+    for (const auto& line : lines()) text.append("\n").append(line->debugDescription());
     return text;
 }
 
