@@ -1,0 +1,64 @@
+// Packing and extraction stand on the frame's road: one allocation per result, none besides.
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include <gtest/gtest.h>
+
+#include "Bytes.h"
+#include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
+#include "zenquor/vanc/ZQRVANCHelper.h"
+#include "zenquor/vanc/ZQRVANCPacketImpl.h"
+
+namespace {
+
+std::atomic<int> allocations{0};
+
+template <typename F>
+int allocationsOf(F&& function) {
+    const int before = allocations.load();
+    function();
+    return allocations.load() - before;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    allocations.fetch_add(1);
+    if (void* block = std::malloc(size != 0 ? size : 1)) return block;
+    throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
+
+TEST(Allocations, PackingAndExtractionAllocateOncePerResult) {
+    using namespace zenquor;
+    using Caption = ZQRVANCClosedCaptionPacket;
+    const ZQData pairs = bytes("94 2c 80 80");
+    const ZQData cdp = *Caption::convert608CaptionsIntoSMPTE334CDP708PacketFormat(pairs, 0, 1);
+    const ZQRVANCPacketPtr caption = Caption::closedCaptionPacketWithData(cdp, 1);
+    const ZQRVANCPacketList list = {caption, ZQRVANCPacketImpl::initWithDID(0x43, 2, 12, cdp), caption,
+                                    caption};
+    ZQData element;
+    int packets = 0;
+    const auto count = [&](std::int32_t, std::uint8_t, std::uint8_t, const ZQData&) { ++packets; };
+    EXPECT_EQ(allocationsOf([&] { ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(caption, 1, true); }),
+              1);
+    EXPECT_EQ(allocationsOf(
+                  [&] { element = *ZQRVANCHelper::packVANCDataPacketsInSMPTE436MStream(list, 1, true, 4); }),
+              1);
+    EXPECT_EQ(allocationsOf([&] {
+                  auto stream = ZQRDataStream::initWithData(element);
+                  ZQRVANCHelper::extractVANCDataPacketFromSMPTE436MStream(stream, count);
+              }),
+              4);
+    EXPECT_EQ(packets, 4);
+    EXPECT_EQ(allocationsOf([&] { Caption::convert608CaptionsIntoSMPTE334CDP708PacketFormat(pairs, 1, 1); }),
+              1);
+    EXPECT_EQ(allocationsOf([&] { Caption::extract608CaptionsFromSMPTE334CDP708Packet(cdp, 2); }), 1);
+}
