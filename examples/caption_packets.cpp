@@ -17,7 +17,7 @@ constexpr int eightBitWords = 1;  // the form of MXF and MCC files
 
 std::string textOf(const ZQRVANCCEA608Packet& pair) {
     std::string text;
-    if (pair.type() != ZQRVANCCEA608Packet::TypeCharacterPair) return text;
+    if (pair.type() != ZQRVANCCEA608Packet::CharacterPair) return text;
     for (const auto code : {pair.firstCharacter(), pair.secondCharacter()}) {
         if (code != 0) text += static_cast<char>(code);
     }
@@ -38,7 +38,7 @@ int main() {
         const auto bytes = pair.data();
         const auto packet = ZQRVANCClosedCaptionPacket::closedCaptionPacketWithData(ZQData::copying(bytes),
                                                                                     ZQRVANCClosedCaptionPacket::TypeCEA608);
-        ZQRDataStream stream(ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(packet, eightBitWords, true));
+        auto stream = ZQRDataStream::initWithData(ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(packet, eightBitWords, true));
         ZQRVANCHelper::extractVANCDataPacketFromSMPTE291MStream(
             stream, packet->lineNumber(), eightBitWords,
             [&](std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& data) {
