@@ -1,0 +1,134 @@
+#include "zenquor/platform/codec/CodecContext.h"
+
+#include <algorithm>
+#include <string>
+#include <thread>
+
+#include <fmt/format.h>
+
+#include "zenquor/platform/codec/ColorCodes.h"
+
+namespace zenquor::platform::detail {
+namespace {
+
+constexpr unsigned maxThreads = 16;
+
+/// Options of libavcodec by name. What the encoder does not know stays unused.
+class Options {
+public:
+    Options() = default;
+    ~Options() { av_dict_free(&dictionary_); }
+    Options(const Options&) = delete;
+    Options& operator=(const Options&) = delete;
+
+    void set(const char* key, const std::string& value) {
+        if (!value.empty()) av_dict_set(&dictionary_, key, value.c_str(), 0);
+    }
+    AVDictionary** get() { return &dictionary_; }
+
+private:
+    AVDictionary* dictionary_ = nullptr;
+};
+
+int coreCount() {
+    return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, maxThreads));
+}
+
+void setX264Options(const EncoderSettings& settings, Options& options) {
+    if (settings.codesFields()) options.set("x264-params", settings.isTopFieldFirst() ? "tff=1" : "bff=1");
+    if (settings.entropyMode() == "CAVLC") options.set("coder", "cavlc");
+    if (settings.entropyMode() == "CABAC") options.set("coder", "cabac");
+}
+
+// x265 does not look at libavcodec's thread count and writes to standard error itself. Its GOPs are open
+// unless told.
+void setX265Options(Options& options) {
+    options.set("x265-params", fmt::format("log-level=error:open-gop=0:pools={}", coreCount()));
+}
+
+void setOptions(const EncoderRow& row, const EncoderSettings& settings, Options& options) {
+    const std::string_view name = row.name;
+    if (settings.preset()) options.set("preset", settings.preset());
+    const bool isConstrained = row.device == AV_HWDEVICE_TYPE_VAAPI && settings.profile() == "baseline";
+    options.set("profile", isConstrained ? "constrained_baseline" : settings.profile());
+    options.set("level", settings.level());
+    if (name == "libx264") setX264Options(settings, options);
+    if (name == "libx265") setX265Options(options);
+}
+
+}  // namespace
+
+Status CodecContext::open(const EncoderRow& row, const EncoderSettings& settings, AVPixelFormat format) {
+    const AVCodec* const codec = avcodec_find_encoder_by_name(row.name);
+    if (!codec) return encoderNotFoundErr;
+    context_.reset(avcodec_alloc_context3(codec));
+    if (!context_) return memFullErr;
+    configure(row, settings, format);
+    Options options;
+    setOptions(row, settings, options);
+    Status status = row.device == AV_HWDEVICE_TYPE_NONE ? noErr : attachDevice(row.device, format);
+    if (status == noErr) status = std::min(avcodec_open2(context_.get(), codec, options.get()), 0);
+    if (status != noErr) context_.reset();
+    return status;
+}
+
+void CodecContext::configure(const EncoderRow& row, const EncoderSettings& settings, AVPixelFormat format) {
+    AVCodecContext& c = *context_;
+    const VideoFormat& tags = settings.format();
+    c.log_level_offset = quietLogOffset;
+    c.width = static_cast<int>(settings.width());
+    c.height = static_cast<int>(settings.height());
+    c.pix_fmt = format;
+    c.framerate = settings.frameRate();
+    c.time_base = av_inv_q(settings.frameRate());
+    c.color_range = AVCOL_RANGE_MPEG;
+    if (tags.colorPrimaries) c.color_primaries = libavColor(*tags.colorPrimaries);
+    if (tags.transferFunction) c.color_trc = libavColor(*tags.transferFunction);
+    if (tags.yCbCrMatrix) c.colorspace = libavColor(*tags.yCbCrMatrix);
+    if (tags.pixelAspectRatio) {
+        av_reduce(&c.sample_aspect_ratio.num, &c.sample_aspect_ratio.den,
+                  tags.pixelAspectRatio->horizontalSpacing, tags.pixelAspectRatio->verticalSpacing, 65535);
+    }
+    if (settings.codesFields()) c.flags |= AV_CODEC_FLAG_INTERLACED_DCT;
+    c.profile = row.profile;
+    // x264 chooses its number of threads itself when asked for 0: half as many again as there are cores.
+    c.thread_count = row.bitstream == Bitstream::Frames ? coreCount() : 0;
+    if (row.bitstream == Bitstream::Frames) return;
+    c.flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_CLOSED_GOP;
+    c.gop_size = settings.keyFrameInterval();
+    if (!settings.allowsReordering()) c.max_b_frames = 0;
+    if (settings.bitRate()) c.bit_rate = *settings.bitRate();
+}
+
+// Encoders that read pictures only from the memory of their device get a pool of them.
+Status CodecContext::attachDevice(AVHWDeviceType type, AVPixelFormat format) {
+    constexpr int poolSize = 32;
+    AVBufferRef* device = nullptr;
+    if (const Status status = av_hwdevice_ctx_create(&device, type, nullptr, nullptr, 0); status < 0)
+        return status;
+    const Libav<AVBufferRef> deviceOwner(device);
+    Libav<AVBufferRef> frames(av_hwframe_ctx_alloc(device));
+    if (!frames) return memFullErr;
+    auto* const pool = reinterpret_cast<AVHWFramesContext*>(frames->data);
+    pool->format = AV_PIX_FMT_VAAPI;
+    pool->sw_format = format;
+    pool->width = context_->width;
+    pool->height = context_->height;
+    pool->initial_pool_size = poolSize;
+    if (const Status status = av_hwframe_ctx_init(frames.get()); status < 0) return status;
+    context_->pix_fmt = pool->format;
+    context_->hw_frames_ctx = frames.release();
+    uploaded_.reset(av_frame_alloc());
+    return uploaded_ ? noErr : memFullErr;
+}
+
+Status CodecContext::send(AVFrame* frame) {
+    if (!frame || !context_->hw_frames_ctx) return avcodec_send_frame(context_.get(), frame);
+    av_frame_unref(uploaded_.get());
+    if (const Status s = av_hwframe_get_buffer(context_->hw_frames_ctx, uploaded_.get(), 0); s < 0) return s;
+    if (const Status s = av_hwframe_transfer_data(uploaded_.get(), frame, 0); s < 0) return s;
+    if (const Status s = av_frame_copy_props(uploaded_.get(), frame); s < 0) return s;
+    return avcodec_send_frame(context_.get(), uploaded_.get());
+}
+
+}  // namespace zenquor::platform::detail

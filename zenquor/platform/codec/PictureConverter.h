@@ -1,0 +1,46 @@
+#pragma once
+// Brings submitted pictures into the form that an encoder takes.
+
+#include <vector>
+
+#include "zenquor/platform/PixelBuffer.h"
+#include "zenquor/platform/codec/EncoderSettings.h"
+#include "zenquor/platform/detail/PlanarPicture.h"
+
+namespace zenquor::platform::detail {
+
+/// Converts pictures into frames from a pool: 2vuy and v210 of the coded size in one pass with the row
+/// kernels, anything else with swscale.
+///
+/// Thread-safety: One thread at a time; frames may be released anywhere.
+class PictureConverter {
+public:
+    PictureConverter(const EncoderSettings& settings, AVPixelFormat format);
+
+    /// Fills the empty @p frame with the picture, its colour and its fields.
+    Status convert(const PixelBuffer& picture, AVFrame& frame);
+
+private:
+    using Conversion = void (PictureConverter::*)(const PixelBuffer&, const PlanarPicture&);
+    struct Road {
+        FourCC from;
+        AVPixelFormat to;
+        Conversion conversion;
+    };
+    static const Road roads[];
+
+    void toSubsampled(const PixelBuffer& picture, const PlanarPicture& to);
+    void toPlanes10(const PixelBuffer& picture, const PlanarPicture& to);
+    Status throughScaler(const PixelBuffer& picture, const PlanarPicture& to);
+    bool hasCodedSize(const PixelBuffer& picture) const;
+    void tagFrame(AVFrame& frame) const;
+
+    const EncoderSettings& settings_;
+    AVPixelFormat format_;
+    bool chromaByField_;
+    FramePool pool_;
+    PictureScaler scaler_;
+    std::vector<std::uint8_t> lines_;  // two 2vuy rows of a v210 picture
+};
+
+}  // namespace zenquor::platform::detail
