@@ -1,5 +1,5 @@
-// Turns a line of text into CEA-608 pairs, wraps each pair into a caption distribution packet, packs it as SMPTE 291M, and
-// reads the text back.
+// Turns a line of text into CEA-608 pairs, wraps each pair into a caption distribution packet, packs it as
+// SMPTE 291M, and reads the text back.
 
 #include <cstdio>
 #include <string>
@@ -36,9 +36,10 @@ int main() {
     std::string read;
     for (const auto& pair : pairs) {
         const auto bytes = pair.data();
-        const auto packet = ZQRVANCClosedCaptionPacket::closedCaptionPacketWithData(ZQData::copying(bytes),
-                                                                                    ZQRVANCClosedCaptionPacket::TypeCEA608);
-        auto stream = ZQRDataStream::initWithData(ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(packet, eightBitWords, true));
+        const auto packet = ZQRVANCClosedCaptionPacket::closedCaptionPacketWithData(
+            ZQData::copying(bytes), ZQRVANCClosedCaptionPacket::TypeCEA608);
+        auto stream = ZQRDataStream::initWithData(
+            ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(packet, eightBitWords, true));
         ZQRVANCHelper::extractVANCDataPacketFromSMPTE291MStream(
             stream, packet->lineNumber(), eightBitWords,
             [&](std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& data) {

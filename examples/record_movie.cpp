@@ -1,4 +1,5 @@
-// The smallest recording host: bars and tone through an encoder controller and a writer controller into a QuickTime movie.
+// The smallest recording host: bars and tone through an encoder controller and a writer controller into a
+// QuickTime movie.
 
 #include <chrono>
 #include <cstdio>
@@ -35,7 +36,8 @@ struct Host final : ZQREncoderControllerDelegate, ZQRMovieWriterControllerDelega
     }
     void didFinishSuccessfully(const ZQREncoderControllerPtr&, bool, const ZQErrorPtr&) override {}
     void didSetupMovieWriter(const ZQRMovieWriterControllerPtr&, const ZQDictionary&) override {}
-    void didFinishSuccessfully(const ZQRMovieWriterControllerPtr&, bool successful, const ZQErrorPtr&) override {
+    void didFinishSuccessfully(const ZQRMovieWriterControllerPtr&, bool successful,
+                               const ZQErrorPtr&) override {
         success = successful;
         ended.release();
     }
@@ -69,17 +71,21 @@ int main() {
     BarsAndToneSource::Options options;
     options.durationFrames = frames;
     const auto source = BarsAndToneSource::sourceWithFormat(
-        SourceFormat::withVideoFormat(*ZHLVideoFormat::formatNamed("720p25"), platform::pixelFormatV210, 2, 16), options);
+        SourceFormat::withVideoFormat(*ZHLVideoFormat::formatNamed("720p25"), platform::pixelFormatV210, 2,
+                                      16),
+        options);
     for (std::uint64_t n = 0; n < frames; ++n) {
         const auto frame = source->nextFrame();
         if (n + 1 == frames) frame->setFrameStatus(frame->frameStatus() | ZQRFrameStatusLast);
-        // The writer first: a fast encoder could otherwise deliver the last frame before the writer knows of it.
+        // The writer first: a fast encoder could otherwise deliver the last frame before the writer knows of
+        // it.
         while (encoder->currentCapacity() > 25) std::this_thread::sleep_for(std::chrono::milliseconds(5));
         if (!host->writer->addRawFrame(frame) || !encoder->encodeFrame(frame)) return 1;
     }
     host->ended.acquire();
     encoder->shutdown();
     host->writer->shutdown();
-    std::printf("%s: %llu frames\n", file->fullFilename().c_str(), static_cast<unsigned long long>(file->framesRecorded()));
+    std::printf("%s: %llu frames\n", file->fullFilename().c_str(),
+                static_cast<unsigned long long>(file->framesRecorded()));
     return host->success && !file->assetWriterError() && file->framesRecorded() == frames ? 0 : 1;
 }

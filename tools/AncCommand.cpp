@@ -33,7 +33,9 @@ std::optional<FrameRange> frameRange(const std::string& text) {
     if (text.empty()) return FrameRange{};
     FrameRange range;
     const auto number = [](const std::string& digits, std::int64_t& value) {
-        if (digits.empty() || digits.size() > 18 || digits.find_first_not_of("0123456789") != std::string::npos) return false;
+        if (digits.empty() || digits.size() > 18 ||
+            digits.find_first_not_of("0123456789") != std::string::npos)
+            return false;
         value = std::stoll(digits);
         return true;
     };
@@ -62,7 +64,8 @@ public:
     }
     std::int64_t frameAt(platform::MediaTime time) const {
         if (timecodes_) return timecodes_->frameAt(time);
-        return static_cast<std::int64_t>(time.seconds() * rate_.first / std::max<std::uint32_t>(rate_.second, 1) + 0.5);
+        return static_cast<std::int64_t>(
+            time.seconds() * rate_.first / std::max<std::uint32_t>(rate_.second, 1) + 0.5);
     }
     std::optional<ZQCKTimecode> timecodeAt(platform::MediaTime time) const {
         return timecodes_ ? timecodes_->timecodeAt(time) : std::nullopt;
@@ -73,17 +76,20 @@ private:
     std::pair<std::uint32_t, std::uint32_t> rate_{25, 1};
 };
 
-void printPlain(std::int64_t frame, const std::optional<ZQCKTimecode>& timecode, const CaptionSample& sample) {
+void printPlain(std::int64_t frame, const std::optional<ZQCKTimecode>& timecode,
+                const CaptionSample& sample) {
     std::string parts;
     for (const auto& part : describeCaptions(*sample.packet)) parts += "  " + part;
-    fmt::print("{:>7}  {}  line {:>3}  {:02X}/{:02X}  {}{}\n", frame, timecode ? timecode->description() : "--:--:--:--",
-               sample.packet->lineNumber(), sample.packet->DID(), sample.packet->SDID(), fourCCString(sample.kind), parts);
+    fmt::print("{:>7}  {}  line {:>3}  {:02X}/{:02X}  {}{}\n", frame,
+               timecode ? timecode->description() : "--:--:--:--", sample.packet->lineNumber(),
+               sample.packet->DID(), sample.packet->SDID(), fourCCString(sample.kind), parts);
 }
 
 void printJSON(std::int64_t frame, const std::optional<ZQCKTimecode>& timecode, const CaptionSample& sample) {
     nlohmann::ordered_json line;
     line["frame"] = frame;
-    line["timecode"] = timecode ? nlohmann::ordered_json(timecode->description()) : nlohmann::ordered_json(nullptr);
+    line["timecode"] =
+        timecode ? nlohmann::ordered_json(timecode->description()) : nlohmann::ordered_json(nullptr);
     line["line"] = sample.packet->lineNumber();
     line["did"] = sample.packet->DID();
     line["sdid"] = sample.packet->SDID();
@@ -108,22 +114,27 @@ int list(const Arguments& arguments, const FrameRange& range) {
         }
         return true;
     });
-    if (unreadable > 0) fmt::print(stderr, "zenquor: {} caption samples hold no readable packet.\n", unreadable);
+    if (unreadable > 0)
+        fmt::print(stderr, "zenquor: {} caption samples hold no readable packet.\n", unreadable);
     return ExitSuccess;
 }
 
 }  // namespace
 
 void addAncCommand(CLI::App& app, int& status) {
-    auto* const command = app.add_subcommand("anc", "List the ancillary and caption packets of a file, frame by frame");
+    auto* const command =
+        app.add_subcommand("anc", "List the ancillary and caption packets of a file, frame by frame");
     const auto arguments = std::make_shared<Arguments>();
     command->add_option("FILE", arguments->file, "Movie to read")->required()->type_name("");
     command->add_flag("--json", arguments->json, "One JSON object a line");
-    command->add_option("--frames", arguments->frames, "Frames A to B only, counted from 0")->option_text("A-B");
+    command->add_option("--frames", arguments->frames, "Frames A to B only, counted from 0")
+        ->option_text("A-B");
     addLogOption(*command, arguments->log);
     command->callback([arguments, &status] {
         const auto range = frameRange(arguments->frames);
-        if (!range) throw CLI::ValidationError(fmt::format("\"{}\" is not a range of frames. Write A-B.", arguments->frames));
+        if (!range)
+            throw CLI::ValidationError(
+                fmt::format("\"{}\" is not a range of frames. Write A-B.", arguments->frames));
         applyLogOption(arguments->log);
         status = list(*arguments, *range);
     });

@@ -12,11 +12,11 @@
 namespace zenquor::tools {
 namespace {
 
-constexpr int captionOutput = 1;     // CEA-608 captions
-constexpr int captionColumns = 32;   // of the caption raster
-constexpr int captionRows = 4;       // more than that hides the picture
+constexpr int captionOutput = 1;    // CEA-608 captions
+constexpr int captionColumns = 32;  // of the caption raster
+constexpr int captionRows = 4;      // more than that hides the picture
 constexpr int justifyCentered = 2;
-constexpr int timeSinceStart = 0;    // a sidecar driven by the time since the recording's start
+constexpr int timeSinceStart = 0;  // a sidecar driven by the time since the recording's start
 constexpr const char* captionErrorDomain = "ZQCaptionErrorDomain";
 
 /// Two null pairs, one per field, with odd parity.
@@ -35,16 +35,17 @@ ZQRVANCPacketPtr packetForTrack(const std::shared_ptr<ZQRVANCClosedCaptionPacket
             pairs.value_or(nullPairs()), ZQRVANCClosedCaptionPacket::TypeCEA608, line);
     }
     if (packet && packet->originalType() == ZQRVANCClosedCaptionPacket::TypeCDP) return packet;
-    const auto pairs = packet ? packet : ZQRVANCClosedCaptionPacket::closedCaptionPacketWithData(
-                                             nullPairs(), ZQRVANCClosedCaptionPacket::TypeCEA608, line);
+    const auto pairs = packet ? packet
+                              : ZQRVANCClosedCaptionPacket::closedCaptionPacketWithData(
+                                    nullPairs(), ZQRVANCClosedCaptionPacket::TypeCEA608, line);
     return ZQRVANCClosedCaptionPacket::closedCaptionPacketWithData(pairs->dataFor708().value_or(ZQData{}),
                                                                    ZQRVANCClosedCaptionPacket::TypeCDP, line);
 }
 
 }  // namespace
 
-std::unique_ptr<CaptionFeed> CaptionFeed::fromFile(const std::filesystem::path& path, std::int32_t channel, FourCC track,
-                                                   ZQCKTimebase timebase, ZQErrorPtr* error) {
+std::unique_ptr<CaptionFeed> CaptionFeed::fromFile(const std::filesystem::path& path, std::int32_t channel,
+                                                   FourCC track, ZQCKTimebase timebase, ZQErrorPtr* error) {
     const ZQDictionary properties{
         {ZHLSRTSidecar_Property_Timebase, timebase.frameRate()},
         {ZHLSRTSidecar_Property_Output, captionOutput},
@@ -55,8 +56,9 @@ std::unique_ptr<CaptionFeed> CaptionFeed::fromFile(const std::filesystem::path& 
     };
     const auto sidecar = ZQRSRTSidecar::initForReadingWithURL(path, properties);
     if (!sidecar || !sidecar->valid() || sidecar->subtitleBlocks().empty()) {
-        fail(error, ZQError::errorWithDomain(captionErrorDomain, -1,
-                                             fmt::format("\"{}\" holds no readable subtitle.", path.string())));
+        fail(error,
+             ZQError::errorWithDomain(captionErrorDomain, -1,
+                                      fmt::format("\"{}\" holds no readable subtitle.", path.string())));
         return nullptr;
     }
     fitToCaptionCharacters(sidecar->subtitleBlocks());
@@ -77,8 +79,8 @@ ZQRVANCPacketList CaptionFeed::packetsFor(const ZQRFramePtr& frame, std::uint64_
     // Asked for before every frame: idle frames then carry nulls and leave the caption on screen alone.
     sidecar_->prepareToReadFromFrame(static_cast<std::int32_t>(index));
     const auto sinceStart = ZQCKTimecode::timecodeWithFrames(static_cast<std::int64_t>(index), timebase_);
-    const auto timecode = sidecar_->timecodeType() == timeSinceStart ? sinceStart
-                                                                     : frame->frameTimecode().value_or(sinceStart);
+    const auto timecode =
+        sidecar_->timecodeType() == timeSinceStart ? sinceStart : frame->frameTimecode().value_or(sinceStart);
     return ZQRVANCHelper::addPackets(sidecar_->vancPacketsAtTimecode(timecode), frame->vancPackets());
 }
 

@@ -13,14 +13,14 @@
 
 namespace zenquor::tools {
 
-/// Gives every frame exactly one caption packet of the wanted kind: from a subtitle file, from the frame itself, or an
-/// empty one. A caption track wants one sample a frame, and takes its kind from the first.
+/// Gives every frame exactly one caption packet of the wanted kind: from a subtitle file, from the frame
+/// itself, or an empty one. A caption track wants one sample a frame, and takes its kind from the first.
 class CaptionFeed {
 public:
     /// Captions from a subtitle file, on @p channel 1 to 4.
     /// @return null with an error when the file cannot be read or holds no subtitle.
-    static std::unique_ptr<CaptionFeed> fromFile(const std::filesystem::path& path, std::int32_t channel, FourCC track,
-                                                 ZQCKTimebase timebase, ZQErrorPtr* error);
+    static std::unique_ptr<CaptionFeed> fromFile(const std::filesystem::path& path, std::int32_t channel,
+                                                 FourCC track, ZQCKTimebase timebase, ZQErrorPtr* error);
     /// The captions that come with the frames.
     static std::unique_ptr<CaptionFeed> fromFrames(FourCC track);
 

@@ -14,7 +14,8 @@ namespace {
 /// What is wrong with a caption distribution packet on the wire; empty when it is sound.
 std::string faultOf(const ZQData& cdp) {
     if (cdp.size() < 11 || cdp[0] != 0x96 || cdp[1] != 0x69) return "not a caption distribution packet";
-    if (cdp[2] != cdp.size()) return fmt::format("length byte {} in a packet of {} bytes", cdp[2], cdp.size());
+    if (cdp[2] != cdp.size())
+        return fmt::format("length byte {} in a packet of {} bytes", cdp[2], cdp.size());
     const auto sum = std::accumulate(cdp.begin(), cdp.end(), std::uint8_t{0});
     return sum == 0 ? "" : "wrong checksum";
 }
@@ -41,7 +42,8 @@ std::uint64_t forEachCaptionSample(const platform::AssetPtr& asset,
                 ZQRCaptionSampleParser::packetFromSampleData(sample->dataBuffer()->data(), 0));
             if (!packet) {
                 ++unreadable;
-            } else if (!visit({sample->presentationTimeStamp(), track.formatDescription->mediaSubType(), packet})) {
+            } else if (!visit({sample->presentationTimeStamp(), track.formatDescription->mediaSubType(),
+                               packet})) {
                 return unreadable;
             }
         }
@@ -54,7 +56,8 @@ std::vector<std::string> describeCaptions(const ZQRVANCClosedCaptionPacket& pack
     if (packet.originalType() == ZQRVANCClosedCaptionPacket::TypeCDP) {
         const ZQData cdp = packet.data();
         if (auto fault = faultOf(cdp); !fault.empty()) parts.push_back("FAULT " + fault);
-        if (cdp.size() >= 7) parts.push_back(fmt::format("CDP {} bytes, sequence {}", cdp.size(), cdp[5] << 8 | cdp[6]));
+        if (cdp.size() >= 7)
+            parts.push_back(fmt::format("CDP {} bytes, sequence {}", cdp.size(), cdp[5] << 8 | cdp[6]));
     }
     auto pairs = packet.dataFor608Fields(2);
     if (!pairs) pairs = packet.dataFor608Fields(1);

@@ -20,7 +20,8 @@ struct CaptionSample {
 
 /// Reads every caption track of @p asset in turn and hands each packet to @p visit, until it returns false.
 /// @return the samples that held no readable packet.
-std::uint64_t forEachCaptionSample(const platform::AssetPtr& asset, const std::function<bool(const CaptionSample&)>& visit);
+std::uint64_t forEachCaptionSample(const platform::AssetPtr& asset,
+                                   const std::function<bool(const CaptionSample&)>& visit);
 
 /// What a packet says, one sentence a part: the CEA-608 pairs of both fields, or what is wrong with it.
 std::vector<std::string> describeCaptions(const ZQRVANCClosedCaptionPacket& packet);

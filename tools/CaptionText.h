@@ -5,8 +5,8 @@
 
 namespace zenquor::tools {
 
-/// Replaces characters that the basic caption set lacks by ones that it has: straight quotes, dashes, ellipses. Without
-/// this a subtitle's "don't" would be shown as "dont".
+/// Replaces characters that the basic caption set lacks by ones that it has: straight quotes, dashes,
+/// ellipses. Without this a subtitle's "don't" would be shown as "dont".
 void fitToCaptionCharacters(const ZQRSubtitleBlockList& blocks);
 
 }  // namespace zenquor::tools

@@ -23,11 +23,16 @@ struct Arguments {
 
 const char* kindOf(FourCC mediaType) {
     switch (mediaType) {
-        case platform::mediaTypeVideo: return "video";
-        case platform::mediaTypeAudio: return "audio";
-        case platform::mediaTypeTimecode: return "timecode";
-        case platform::mediaTypeClosedCaption: return "captions";
-        default: return "other";
+        case platform::mediaTypeVideo:
+            return "video";
+        case platform::mediaTypeAudio:
+            return "audio";
+        case platform::mediaTypeTimecode:
+            return "timecode";
+        case platform::mediaTypeClosedCaption:
+            return "captions";
+        default:
+            return "other";
     }
 }
 
@@ -40,7 +45,8 @@ JSON videoFacts(const platform::AssetTrack& track, const platform::VideoFormat& 
     JSON facts;
     facts["width"] = video.width;
     facts["height"] = video.height;
-    if (video.cleanAperture) facts["cleanAperture"] = {video.cleanAperture->width, video.cleanAperture->height};
+    if (video.cleanAperture)
+        facts["cleanAperture"] = {video.cleanAperture->width, video.cleanAperture->height};
     if (video.pixelAspectRatio) {
         facts["pixelAspectRatio"] = fmt::format("{}:{}", video.pixelAspectRatio->horizontalSpacing,
                                                 video.pixelAspectRatio->verticalSpacing);
@@ -89,9 +95,9 @@ JSON factsOf(const MovieReport& report) {
     facts["tracks"] = JSON::array();
     for (const auto& track : report.tracks) facts["tracks"].push_back(factsOf(track));
     if (const auto& timecode = report.timecode) {
-        facts["timecode"] = {{"first", timecode->first},         {"last", timecode->last},
-                             {"rate", timecode->rate},           {"dropFrame", timecode->dropFrame},
-                             {"reel", timecode->reel},           {"frames", timecode->frames}};
+        facts["timecode"] = {{"first", timecode->first}, {"last", timecode->last},
+                             {"rate", timecode->rate},   {"dropFrame", timecode->dropFrame},
+                             {"reel", timecode->reel},   {"frames", timecode->frames}};
     } else {
         facts["timecode"] = nullptr;
     }
@@ -102,7 +108,8 @@ JSON factsOf(const MovieReport& report) {
     return facts;
 }
 
-/// "key value" pairs of a JSON object on one line; the report for people shows the same facts as that for programs.
+/// "key value" pairs of a JSON object on one line; the report for people shows the same facts as that for
+/// programs.
 std::string oneLine(const JSON& object, std::initializer_list<std::string_view> without) {
     std::string line;
     for (const auto& [key, value] : object.items()) {
@@ -115,16 +122,20 @@ std::string oneLine(const JSON& object, std::initializer_list<std::string_view> 
 
 void printPlain(const JSON& facts) {
     fmt::print("{}\n  {}  {} bytes  {:.3f} s  {}\n", facts["file"].get<std::string>(),
-               facts["container"].get<std::string>(), facts["size"].get<std::uint64_t>(), facts["duration"].get<double>(),
-               facts["fragmented"].get<bool>() ? fmt::format("{} fragments", facts["fragments"].get<std::uint64_t>())
-                                               : std::string("plain"));
+               facts["container"].get<std::string>(), facts["size"].get<std::uint64_t>(),
+               facts["duration"].get<double>(),
+               facts["fragmented"].get<bool>()
+                   ? fmt::format("{} fragments", facts["fragments"].get<std::uint64_t>())
+                   : std::string("plain"));
     for (const auto& track : facts["tracks"]) {
         fmt::print("  track {} {} {}{}\n", track["id"].get<std::uint32_t>(), track["kind"].get<std::string>(),
                    track["code"].get<std::string>(), oneLine(track, {"id", "kind", "code"}));
     }
     if (!facts["timecode"].is_null()) fmt::print("  timecode{}\n", oneLine(facts["timecode"], {}));
-    for (const auto& [kind, count] : facts["captions"].items()) fmt::print("  {} {}\n", count.get<std::uint64_t>(), kind);
-    for (const auto& [key, value] : facts["metadata"].items()) fmt::print("  {}: {}\n", key, value.get<std::string>());
+    for (const auto& [kind, count] : facts["captions"].items())
+        fmt::print("  {} {}\n", count.get<std::uint64_t>(), kind);
+    for (const auto& [key, value] : facts["metadata"].items())
+        fmt::print("  {}: {}\n", key, value.get<std::string>());
     for (const auto& fault : facts["faults"]) fmt::print("  FAULT {}\n", fault.get<std::string>());
 }
 

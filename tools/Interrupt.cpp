@@ -27,6 +27,8 @@ void Interrupt::install() {
     std::signal(SIGXFSZ, SIG_IGN);
 }
 
-bool Interrupt::wasRequested() { return requests != 0; }
+bool Interrupt::wasRequested() {
+    return requests != 0;
+}
 
 }  // namespace zenquor::tools

@@ -14,13 +14,18 @@ namespace {
 void readTimecode(const platform::AssetPtr& asset, MovieReport& report) {
     const auto track = TimecodeTrack::ofAsset(asset);
     if (!track) return;
-    report.timecode = MovieReport::Timecode{track->first().description(),       track->last().description(),
-                                            track->timebase().description(),    track->timebase().dropFrameTimecode(),
-                                            track->reel(),                      track->frameCount()};
+    report.timecode = MovieReport::Timecode{track->first().description(),
+                                            track->last().description(),
+                                            track->timebase().description(),
+                                            track->timebase().dropFrameTimecode(),
+                                            track->reel(),
+                                            track->frameCount()};
     for (auto& sentence : track->breaks()) report.faults.push_back(std::move(sentence));
 }
 
-bool isNullPair(std::span<const std::uint8_t> pair) { return (pair[0] & 0x7F) == 0 && (pair[1] & 0x7F) == 0; }
+bool isNullPair(std::span<const std::uint8_t> pair) {
+    return (pair[0] & 0x7F) == 0 && (pair[1] & 0x7F) == 0;
+}
 
 void readCaptions(const platform::AssetPtr& asset, MovieReport& report) {
     std::uint64_t broken = 0;
@@ -29,13 +34,16 @@ void readCaptions(const platform::AssetPtr& asset, MovieReport& report) {
         for (const auto& part : describeCaptions(*sample.packet)) broken += part.starts_with("FAULT") ? 1 : 0;
         for (int field = 1; field <= 2; ++field) {
             const auto pairs = sample.packet->dataFor608Fields(field);
-            if (!pairs || isNullPair(pairs->span().subspan(static_cast<std::size_t>(field - 1) * 2, 2))) continue;
+            if (!pairs || isNullPair(pairs->span().subspan(static_cast<std::size_t>(field - 1) * 2, 2)))
+                continue;
             ++report.captions[fmt::format("CEA-608 pairs in field {}", field)];
         }
         return true;
     });
-    if (unreadable > 0) report.faults.push_back(fmt::format("{} caption samples hold no readable packet.", unreadable));
-    if (broken > 0) report.faults.push_back(fmt::format("{} caption distribution packets are faulty.", broken));
+    if (unreadable > 0)
+        report.faults.push_back(fmt::format("{} caption samples hold no readable packet.", unreadable));
+    if (broken > 0)
+        report.faults.push_back(fmt::format("{} caption distribution packets are faulty.", broken));
 }
 
 }  // namespace

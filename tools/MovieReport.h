@@ -26,7 +26,7 @@ struct MovieReport {
     std::filesystem::path file;
     std::string container;
     std::uint64_t size = 0;
-    double duration = 0;                  // seconds
+    double duration = 0;  // seconds
     bool isFragmented = false;
     std::uint64_t fragments = 0;
     std::vector<platform::AssetTrack> tracks;

@@ -20,16 +20,21 @@ Progress::Progress()
       start_(Clock::now()),
       next_(start_ + interval_) {}
 
-bool Progress::isDue() const { return Clock::now() >= next_; }
+bool Progress::isDue() const {
+    return Clock::now() >= next_;
+}
 
-double Progress::elapsedSeconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }
+double Progress::elapsedSeconds() const {
+    return std::chrono::duration<double>(Clock::now() - start_).count();
+}
 
 std::string Progress::lineFor(const State& state) const {
     const double elapsed = elapsedSeconds();
     std::string line = fmt::format("frame {}", state.framesWritten);
     if (state.framesTotal > 0) line += fmt::format(" of {}", state.framesTotal);
     if (!state.timecode.empty()) line += fmt::format("  {}", state.timecode);
-    line += fmt::format("  {:.1f} s  {:.2f}x", state.secondsWritten, elapsed > 0 ? state.secondsWritten / elapsed : 0.0);
+    line += fmt::format("  {:.1f} s  {:.2f}x", state.secondsWritten,
+                        elapsed > 0 ? state.secondsWritten / elapsed : 0.0);
     return line + fmt::format("  queues {:.0f} %  dropped {}", state.fullness * 100, state.framesDropped);
 }
 

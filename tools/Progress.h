@@ -7,7 +7,8 @@
 
 namespace zenquor::tools {
 
-/// Shows the state of a recording: a line that renews itself on a terminal, a plain line every few seconds elsewhere.
+/// Shows the state of a recording: a line that renews itself on a terminal, a plain line every few seconds
+/// elsewhere.
 class Progress {
 public:
     struct State {

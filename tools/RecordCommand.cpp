@@ -21,7 +21,8 @@ namespace {
 /// The arguments as they were typed.
 struct Arguments {
     bool bars = false;
-    std::string input, format = "1080p25", codec = "avc1", startTimecode, reel, captions, captionTrack = "c608";
+    std::string input, format = "1080p25", codec = "avc1", startTimecode, reel, captions,
+                       captionTrack = "c608";
     std::string speed = "live", log;
     std::uint64_t frames = 0;
     double duration = 0;
@@ -32,7 +33,9 @@ struct Arguments {
 };
 
 /// A mistake in the arguments, told to the person in one sentence.
-[[noreturn]] void refuse(const std::string& sentence) { throw CLI::ValidationError(sentence); }
+[[noreturn]] void refuse(const std::string& sentence) {
+    throw CLI::ValidationError(sentence);
+}
 
 ZHLVideoFormat formatOf(const Arguments& arguments) {
     if (const auto format = ZHLVideoFormat::formatNamed(arguments.format)) return *format;
@@ -44,7 +47,8 @@ ZHLVideoFormat formatOf(const Arguments& arguments) {
 FourCC codecOf(const Arguments& arguments) {
     const FourCC code = fourCCFromString(arguments.codec);
     if (!ZHLCompressionComponent::displayNameForCode(code).empty()) return code;
-    refuse(fmt::format("There is no codec \"{}\". Common ones: avc1 hvc1 apco apcs apcn apch ap4h v210 2vuy.", arguments.codec));
+    refuse(fmt::format("There is no codec \"{}\". Common ones: avc1 hvc1 apco apcs apcn apch ap4h v210 2vuy.",
+                       arguments.codec));
 }
 
 std::optional<ZQCKTimecode> timecodeOf(const Arguments& arguments, const ZHLVideoFormat& format) {
@@ -57,8 +61,8 @@ std::optional<ZQCKTimecode> timecodeOf(const Arguments& arguments, const ZHLVide
     std::string typed = arguments.startTimecode;
     std::ranges::replace(typed, ';', ':');
     if (timecode->descriptionWithFrameSeparator(":") != typed) {
-        refuse(fmt::format("There is no timecode {} at {} frames per second; the next one is {}.", arguments.startTimecode,
-                           timebase.description(), timecode->description()));
+        refuse(fmt::format("There is no timecode {} at {} frames per second; the next one is {}.",
+                           arguments.startTimecode, timebase.description(), timecode->description()));
     }
     return timecode;
 }
@@ -67,7 +71,8 @@ std::optional<std::uint64_t> framesOf(const Arguments& arguments, const ZHLVideo
     if (arguments.frames > 0) return arguments.frames;
     if (arguments.duration <= 0) return std::nullopt;
     const auto timebase = ZQCKTimebase::timebaseForHundredths(format.framerate);
-    return static_cast<std::uint64_t>(std::max(1.0, std::round(arguments.duration * timebase.realFramesPerSecond())));
+    return static_cast<std::uint64_t>(
+        std::max(1.0, std::round(arguments.duration * timebase.realFramesPerSecond())));
 }
 
 std::vector<std::filesystem::path> outputsOf(const Arguments& arguments, FourCC codec) {
@@ -76,11 +81,14 @@ std::vector<std::filesystem::path> outputsOf(const Arguments& arguments, FourCC 
     for (const auto& name : arguments.outputs) {
         const std::filesystem::path path(name);
         const auto extension = path.extension().string();
-        if (extension != ".mov" && extension != ".mp4") refuse(fmt::format("\"{}\" must end in .mov or .mp4.", name));
+        if (extension != ".mov" && extension != ".mp4")
+            refuse(fmt::format("\"{}\" must end in .mov or .mp4.", name));
         if (extension == ".mp4" && codec != fourCC("avc1") && codec != fourCC("hvc1")) {
-            refuse(fmt::format("\"{}\": an .mp4 takes avc1 and hvc1 only; write {} to a .mov.", name, fourCCString(codec)));
+            refuse(fmt::format("\"{}\": an .mp4 takes avc1 and hvc1 only; write {} to a .mov.", name,
+                               fourCCString(codec)));
         }
-        if (!seen.insert(std::filesystem::absolute(path).lexically_normal()).second) refuse(fmt::format("\"{}\" is given twice.", name));
+        if (!seen.insert(std::filesystem::absolute(path).lexically_normal()).second)
+            refuse(fmt::format("\"{}\" is given twice.", name));
         outputs.push_back(path);
     }
     return outputs;
@@ -99,7 +107,8 @@ RecordOptions optionsOf(const Arguments& arguments) {
     options.audioBits = arguments.audioBits;
     options.audioPerTrack = arguments.audioPerTrack;
     if (options.audioChannels % options.audioPerTrack != 0) {
-        refuse(fmt::format("{} channels do not divide into tracks of {}.", options.audioChannels, options.audioPerTrack));
+        refuse(fmt::format("{} channels do not divide into tracks of {}.", options.audioChannels,
+                           options.audioPerTrack));
     }
     options.captions = arguments.captions;
     options.captionChannel = arguments.captionChannel;
@@ -111,37 +120,70 @@ RecordOptions optionsOf(const Arguments& arguments) {
 }
 
 void describe(CLI::App& command, Arguments& a) {
-    auto* const bars = command.add_flag("--bars", a.bars, "Record colour bars and tone (the default without --input)");
-    command.add_option("--input", a.input, "Media file to play into the recording")->excludes(bars)->option_text("FILE");
-    command.add_option("--format", a.format, "Picture format, such as 1080p25, 1080i50, 1080p2997, 720p50, 625i50, 2160p25")
+    auto* const bars =
+        command.add_flag("--bars", a.bars, "Record colour bars and tone (the default without --input)");
+    command.add_option("--input", a.input, "Media file to play into the recording")
+        ->excludes(bars)
+        ->option_text("FILE");
+    command
+        .add_option("--format", a.format,
+                    "Picture format, such as 1080p25, 1080i50, 1080p2997, 720p50, 625i50, 2160p25")
         ->capture_default_str();
-    command.add_option("--codec", a.codec, "Codec by its four-character code: avc1 hvc1 apcn apch v210 2vuy …")->capture_default_str();
-    auto* const frames = command.add_option("--frames", a.frames, "Stop after N frames")->check(CLI::PositiveNumber)->option_text("N");
-    command.add_option("--duration", a.duration, "Stop after so many seconds")->check(CLI::PositiveNumber)->excludes(frames)->option_text("SECONDS");
-    command.add_flag("--realtime", a.realtime, "Pace the source at the frame rate; without it the recording runs as fast as it can");
-    command.add_option("--start-timecode", a.startTimecode, "Timecode of the first frame; default the file's own, or 10:00:00:00")->option_text("HH:MM:SS:FF");
+    command
+        .add_option("--codec", a.codec, "Codec by its four-character code: avc1 hvc1 apcn apch v210 2vuy …")
+        ->capture_default_str();
+    auto* const frames = command.add_option("--frames", a.frames, "Stop after N frames")
+                             ->check(CLI::PositiveNumber)
+                             ->option_text("N");
+    command.add_option("--duration", a.duration, "Stop after so many seconds")
+        ->check(CLI::PositiveNumber)
+        ->excludes(frames)
+        ->option_text("SECONDS");
+    command.add_flag("--realtime", a.realtime,
+                     "Pace the source at the frame rate; without it the recording runs as fast as it can");
+    command
+        .add_option("--start-timecode", a.startTimecode,
+                    "Timecode of the first frame; default the file's own, or 10:00:00:00")
+        ->option_text("HH:MM:SS:FF");
     command.add_option("--reel", a.reel, "Reel name of the timecode track")->option_text("NAME");
-    command.add_option("--audio-channels", a.audioChannels, "Channels recorded, 1 to 64")->check(CLI::Range(1, 64))->capture_default_str();
-    command.add_option("--audio-bits", a.audioBits, "Bits per sample")->check(CLI::IsMember({16, 24}))->capture_default_str();
-    command.add_option("--audio-per-track", a.audioPerTrack, "Channels in each audio track")->check(CLI::IsMember({1, 2}))->capture_default_str();
-    command.add_option("--captions", a.captions, "Subtitle file (.srt) to record as closed captions")->check(CLI::ExistingFile)->option_text("FILE");
-    command.add_option("--caption-channel", a.captionChannel, "CEA-608 channel, 1 to 4")->check(CLI::Range(1, 4))->capture_default_str();
-    command.add_option("--caption-track", a.captionTrack, "Kind of the caption track: c608 or c708")->check(CLI::IsMember({"c608", "c708"}))->capture_default_str();
+    command.add_option("--audio-channels", a.audioChannels, "Channels recorded, 1 to 64")
+        ->check(CLI::Range(1, 64))
+        ->capture_default_str();
+    command.add_option("--audio-bits", a.audioBits, "Bits per sample")
+        ->check(CLI::IsMember({16, 24}))
+        ->capture_default_str();
+    command.add_option("--audio-per-track", a.audioPerTrack, "Channels in each audio track")
+        ->check(CLI::IsMember({1, 2}))
+        ->capture_default_str();
+    command.add_option("--captions", a.captions, "Subtitle file (.srt) to record as closed captions")
+        ->check(CLI::ExistingFile)
+        ->option_text("FILE");
+    command.add_option("--caption-channel", a.captionChannel, "CEA-608 channel, 1 to 4")
+        ->check(CLI::Range(1, 4))
+        ->capture_default_str();
+    command.add_option("--caption-track", a.captionTrack, "Kind of the caption track: c608 or c708")
+        ->check(CLI::IsMember({"c608", "c708"}))
+        ->capture_default_str();
     command.add_option("--speed", a.speed, "What avc1 and hvc1 encoders aim at: live, balanced, quality")
-        ->check(CLI::IsMember({"live", "balanced", "quality"}))->capture_default_str();
+        ->check(CLI::IsMember({"live", "balanced", "quality"}))
+        ->capture_default_str();
     command.add_flag("--keep-cache", a.keepCache, "Let the recording pass through the page cache");
     addLogOption(command, a.log);
-    command.add_option("OUTPUT", a.outputs, "Files to write: .mov, or .mp4 for avc1 and hvc1")->required()->type_name("");
+    command.add_option("OUTPUT", a.outputs, "Files to write: .mov, or .mp4 for avc1 and hvc1")
+        ->required()
+        ->type_name("");
 }
 
 }  // namespace
 
 void addRecordCommand(CLI::App& app, int& status) {
-    auto* const command = app.add_subcommand("record", "Record bars and tone or a media file into one or more movies");
+    auto* const command =
+        app.add_subcommand("record", "Record bars and tone or a media file into one or more movies");
     const auto arguments = std::make_shared<Arguments>();
     describe(*command, *arguments);
-    command->footer("The interrupt key ends the recording cleanly; pressed twice it ends at once.\n"
-                    "Exit status: 0 recorded, 1 the recording failed, 2 wrong arguments.");
+    command->footer(
+        "The interrupt key ends the recording cleanly; pressed twice it ends at once.\n"
+        "Exit status: 0 recorded, 1 the recording failed, 2 wrong arguments.");
     command->callback([arguments, &status] {
         const RecordOptions options = optionsOf(*arguments);
         applyLogOption(arguments->log);

@@ -12,8 +12,8 @@ ZQDictionary writerOptions(const std::filesystem::path& path, const RecordOption
                            const ZQRVideoPropertiesPtr& video) {
     const bool mp4 = path.extension() == ".mp4";
     ZQDictionary dictionary;
-    dictionary.set(ZQRMovieWriterOptionContainer, mp4 ? ZQRAVFoundationWriter::ContainerMPEG4
-                                                      : ZQRAVFoundationWriter::ContainerQuickTime);
+    dictionary.set(ZQRMovieWriterOptionContainer,
+                   mp4 ? ZQRAVFoundationWriter::ContainerMPEG4 : ZQRAVFoundationWriter::ContainerQuickTime);
     dictionary.set(ZQRMovieWriterOptionCacheMask, options.keepCache ? 1 : 0);
     dictionary.set(ZQRMovieWriterOptionCapturePreset, video->capturePreset());
     if (video->h264Preferences()) dictionary.set(ZQRMovieWriterOptionH264Prefs, video->h264Preferences());
@@ -47,7 +47,8 @@ void RecordingOutput::addEncodedFrame(const ZQRFramePtr& frame) {
     if (!hasEnded() && !controller_->addEncodedFrame(frame, &error)) fail(error);
 }
 
-void RecordingOutput::didFinishSuccessfully(const ZQRMovieWriterControllerPtr&, bool success, const ZQErrorPtr& error) {
+void RecordingOutput::didFinishSuccessfully(const ZQRMovieWriterControllerPtr&, bool success,
+                                            const ZQErrorPtr& error) {
     result_.with([&](Result& result) {
         result.ended = true;
         if (!success && !result.error) {
@@ -66,7 +67,8 @@ void RecordingOutput::fail(const ZQErrorPtr& error) {
 
 void RecordingOutput::close() {
     controller_->shutdown();
-    // The thread that writes has ended; a run that broke off has left the file open, and it is closed as well as may be.
+    // The thread that writes has ended; a run that broke off has left the file open, and it is closed as well
+    // as may be.
     if (!succeeded()) writer_->finishWritingMovie();
     if (const auto error = writer_->assetWriterError()) {
         result_.with([&](Result& result) { result.error = error; });
@@ -78,7 +80,8 @@ std::string RecordingOutput::failure() const {
     const auto error = result_.with([](const Result& r) { return r.error; });
     if (!error) return {};
     // The file's own trouble ("disk full") says more than what followed from it.
-    return error == writer_->assetWriterError() ? error->localizedDescription() : error->userInterfaceDescription();
+    return error == writer_->assetWriterError() ? error->localizedDescription()
+                                                : error->userInterfaceDescription();
 }
 
 std::filesystem::path RecordingOutput::path() const {

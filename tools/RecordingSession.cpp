@@ -27,7 +27,8 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr const char* controllerID = "1";
-// Pictures that may wait between the source and the disk before a source that is not paced by a clock waits too.
+// Pictures that may wait between the source and the disk before a source that is not paced by a clock waits
+// too.
 constexpr std::uint64_t intraBacklog = 40;
 constexpr std::uint64_t longGOPBacklog = 64;
 constexpr std::size_t picturesBeyondBacklog = 20;
@@ -37,12 +38,17 @@ constexpr std::chrono::milliseconds endPoll{20};
 // HEVC always wants a rate: bits per pixel that live material looks well at.
 constexpr double hevcBitsPerPixel = 0.1;
 
-void complain(const std::string& sentence) { fmt::print(stderr, "zenquor: {}\n", sentence); }
+void complain(const std::string& sentence) {
+    fmt::print(stderr, "zenquor: {}\n", sentence);
+}
 
-bool isLongGOP(FourCC codec) { return codec == fourCC("avc1") || codec == fourCC("hvc1"); }
+bool isLongGOP(FourCC codec) {
+    return codec == fourCC("avc1") || codec == fourCC("hvc1");
+}
 
 FourCC pixelFormatFor(FourCC codec) {
-    return isLongGOP(codec) || codec == fourCC("2vuy") ? platform::pixelFormat2vuy : platform::pixelFormatV210;
+    return isLongGOP(codec) || codec == fourCC("2vuy") ? platform::pixelFormat2vuy
+                                                       : platform::pixelFormatV210;
 }
 
 ZHLIngestCapturePresetPtr presetFor(const RecordOptions& options) {
@@ -54,16 +60,16 @@ ZHLIngestCapturePresetPtr presetFor(const RecordOptions& options) {
     preset->setH264Preferences(h264);
     const auto h265 = ZHLH265Preferences::preferences();
     h265->setEncoderSpeed(options.speed);
-    h265->setBitrate(static_cast<std::uint64_t>(hevcBitsPerPixel * options.format.width * options.format.height *
-                                                options.format.framerate / 100));
+    h265->setBitrate(static_cast<std::uint64_t>(hevcBitsPerPixel * options.format.width *
+                                                options.format.height * options.format.framerate / 100));
     preset->setH265Preferences(h265);
     return preset;
 }
 
 ZQRAudioPropertiesPtr audioPropertiesFor(const RecordOptions& options) {
     const bool packed = options.audioBits == 16;
-    const auto audio = ZQRAudioProperties::initWithBitRate(options.audioBits, packed ? 2 : 4,
-                                                           SourceFormat::audioSampleRate, options.audioChannels);
+    const auto audio = ZQRAudioProperties::initWithBitRate(
+        options.audioBits, packed ? 2 : 4, SourceFormat::audioSampleRate, options.audioChannels);
     audio->setNativeChannelCount(options.audioChannels);
     audio->setAudioFormatFlagIsSignedInteger(true);
     audio->setAudioFormatFlagIsPacked(packed);
@@ -110,7 +116,8 @@ struct RecordingSession::Implementation final : ZQREncoderControllerDelegate,
     void hasNonCriticalError(const ZQREncoderControllerPtr&, const ZQErrorPtr& error) override {
         complain("Note: " + error->localizedDescription());
     }
-    void didFinishSuccessfully(const ZQREncoderControllerPtr&, bool success, const ZQErrorPtr& error) override {
+    void didFinishSuccessfully(const ZQREncoderControllerPtr&, bool success,
+                               const ZQErrorPtr& error) override {
         if (!success && error) encoderError.store(error);
     }
 
@@ -149,8 +156,8 @@ bool RecordingSession::Implementation::openSource() {
     }
     if (!source) complain(error->localizedDescription());
     if (!source || options.captions.empty()) return source != nullptr;
-    captions = CaptionFeed::fromFile(options.captions, options.captionChannel, options.captionTrack, format.timebase(),
-                                     &error);
+    captions = CaptionFeed::fromFile(options.captions, options.captionChannel, options.captionTrack,
+                                     format.timebase(), &error);
     if (!captions) complain(error->localizedDescription());
     return captions != nullptr;
 }
@@ -170,8 +177,9 @@ bool RecordingSession::Implementation::openOutputs() {
     encoder->setCapturePreset(video->capturePreset());
     encoder->setDelegate(weak_from_this());
     for (std::size_t i = 0; i < options.outputs.size(); ++i) {
-        outputs.push_back(RecordingOutput::create(options.outputs[i], fmt::format("{}{}", controllerID, i + 1), options,
-                                                  video, audioPropertiesFor(options), capacity));
+        outputs.push_back(RecordingOutput::create(options.outputs[i],
+                                                  fmt::format("{}{}", controllerID, i + 1), options, video,
+                                                  audioPropertiesFor(options), capacity));
     }
     for (const auto& output : outputs) output->start();
     encoder->start();
@@ -212,8 +220,8 @@ bool RecordingSession::Implementation::waitForRoom(SteadyClock::time_point due) 
 
 void RecordingSession::Implementation::handOn(const ZQRFramePtr& frame) {
     if (captions) captions->apply(frame, submitted);
-    // The writers hear of a frame before the encoder does: a fast encoder could otherwise deliver the last frame to a
-    // writer that does not know yet that it is the last.
+    // The writers hear of a frame before the encoder does: a fast encoder could otherwise deliver the last
+    // frame to a writer that does not know yet that it is the last.
     for (const auto& output : outputs) output->addRawFrame(frame);
     ZQErrorPtr error;
     if (!encoder->encodeFrame(frame, &error)) encoderError.store(error);
@@ -223,16 +231,19 @@ void RecordingSession::Implementation::handOn(const ZQRFramePtr& frame) {
 Progress::State RecordingSession::Implementation::progress(const ZQRFramePtr& frame) const {
     Progress::State state;
     state.framesWritten = submitted;
-    for (const auto& output : outputs) state.framesWritten = std::min(state.framesWritten, output->framesWritten());
+    for (const auto& output : outputs)
+        state.framesWritten = std::min(state.framesWritten, output->framesWritten());
     const auto timebase = source->format().timebase();
     state.framesTotal = options.frames.value_or(source->durationFrames().value_or(0));
     state.secondsWritten = static_cast<double>(state.framesWritten) / timebase.realFramesPerSecond();
     if (frame && frame->frameTimecode()) state.timecode = frame->frameTimecode()->description();
-    state.fullness = static_cast<double>(fullestQueue()) / static_cast<double>(backlog + picturesBeyondBacklog + fifoReserve);
+    state.fullness = static_cast<double>(fullestQueue()) /
+                     static_cast<double>(backlog + picturesBeyondBacklog + fifoReserve);
     return state;
 }
 
-/// The road of every frame. One frame is held back, so that the last one is known as such when it is handed on.
+/// The road of every frame. One frame is held back, so that the last one is known as such when it is handed
+/// on.
 bool RecordingSession::Implementation::record() {
     const auto start = SteadyClock::now();
     const double frameSeconds = 1.0 / source->format().timebase().realFramesPerSecond();
@@ -247,8 +258,9 @@ bool RecordingSession::Implementation::record() {
         const bool stop = Interrupt::wasRequested() || (options.frames && submitted + 1 >= *options.frames);
         if (!stop) next = source->nextFrame();
         if (!next) held->setFrameStatus(held->frameStatus() | ZQRFrameStatusLast);
-        const auto due = start + std::chrono::duration_cast<SteadyClock::duration>(
-                                     std::chrono::duration<double>(static_cast<double>(submitted) * frameSeconds));
+        const auto due =
+            start + std::chrono::duration_cast<SteadyClock::duration>(
+                        std::chrono::duration<double>(static_cast<double>(submitted) * frameSeconds));
         if (!waitForRoom(due)) break;
         handOn(held);
         if (display.isDue()) display.show(progress(held));
@@ -281,8 +293,9 @@ void RecordingSession::Implementation::report() const {
         const double duration =
             static_cast<double>(output->framesWritten()) / source->format().timebase().realFramesPerSecond();
         fmt::print("{}: {} frames written, {} dropped, {:.2f} s, {:.1f} MB, {:.2f} times real time\n",
-                   output->path().string(), output->framesWritten(), submitted - output->framesWritten(), duration,
-                   status ? 0.0 : static_cast<double>(size) / 1e6, seconds > 0 ? duration / seconds : 0.0);
+                   output->path().string(), output->framesWritten(), submitted - output->framesWritten(),
+                   duration, status ? 0.0 : static_cast<double>(size) / 1e6,
+                   seconds > 0 ? duration / seconds : 0.0);
         if (!output->succeeded() && !encoderError.load()) {
             complain(fmt::format("\"{}\": {}", output->path().string(), output->failure()));
         }
@@ -306,6 +319,8 @@ RecordingSession::RecordingSession(RecordOptions options)
     : implementation_(std::make_shared<Implementation>(std::move(options))) {}
 RecordingSession::~RecordingSession() = default;
 
-bool RecordingSession::run() { return implementation_->run(); }
+bool RecordingSession::run() {
+    return implementation_->run();
+}
 
 }  // namespace zenquor::tools

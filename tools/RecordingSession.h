@@ -12,8 +12,8 @@ public:
     explicit RecordingSession(RecordOptions options);
     ~RecordingSession();
 
-    /// Records until the source ends, the frames are done, the interrupt key or a failure; tells the result on standard
-    /// output and what went wrong on standard error. @return whether every output is whole.
+    /// Records until the source ends, the frames are done, the interrupt key or a failure; tells the result
+    /// on standard output and what went wrong on standard error. @return whether every output is whole.
     bool run();
 
 private:

@@ -17,11 +17,16 @@ ZQCKTimebase timebaseOf(const platform::TimecodeFormat& format) {
     const bool drops = (format.flags & dropFrameFlag) != 0;
     const bool slow = format.frameDuration.value % 1001 == 0;
     switch (format.frameQuanta) {
-        case 24: return ZQCKTimebase::timebaseForFramerate(slow ? 0 : 1);
-        case 30: return ZQCKTimebase::timebaseForFramerate(drops ? 3 : 4);
-        case 50: return ZQCKTimebase::timebaseForFramerate(5);
-        case 60: return ZQCKTimebase::timebaseForFramerate(drops ? 6 : 7);
-        default: return ZQCKTimebase::timebaseForFramerate(2);
+        case 24:
+            return ZQCKTimebase::timebaseForFramerate(slow ? 0 : 1);
+        case 30:
+            return ZQCKTimebase::timebaseForFramerate(drops ? 3 : 4);
+        case 50:
+            return ZQCKTimebase::timebaseForFramerate(5);
+        case 60:
+            return ZQCKTimebase::timebaseForFramerate(drops ? 6 : 7);
+        default:
+            return ZQCKTimebase::timebaseForFramerate(2);
     }
 }
 
@@ -64,9 +69,13 @@ std::optional<TimecodeTrack> TimecodeTrack::ofAsset(const platform::AssetPtr& as
     return result.runs_.empty() ? std::nullopt : std::optional(std::move(result));
 }
 
-std::int64_t TimecodeTrack::frameCount() const { return runs_.back().startFrame + runs_.back().frames; }
+std::int64_t TimecodeTrack::frameCount() const {
+    return runs_.back().startFrame + runs_.back().frames;
+}
 
-std::int64_t TimecodeTrack::frameAt(platform::MediaTime time) const { return framesIn(time - start_, frameDuration_); }
+std::int64_t TimecodeTrack::frameAt(platform::MediaTime time) const {
+    return framesIn(time - start_, frameDuration_);
+}
 
 std::optional<ZQCKTimecode> TimecodeTrack::timecodeAt(platform::MediaTime time) const {
     const std::int64_t frame = frameAt(time);

@@ -12,7 +12,9 @@
 
 int main(int argc, char** argv) {
     using namespace zenquor::tools;
-    CLI::App app("Records broadcast video with sound, timecode and captions, and looks into what was recorded.", "zenquor");
+    CLI::App app(
+        "Records broadcast video with sound, timecode and captions, and looks into what was recorded.",
+        "zenquor");
     app.set_version_flag("--version", std::string("zenquor ") + zenquor::versionString());
     app.require_subcommand(1);
     app.failure_message([](const CLI::App*, const CLI::Error& error) {

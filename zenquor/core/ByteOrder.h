@@ -5,7 +5,9 @@
 
 namespace zenquor {
 
-inline std::uint16_t readBE16(const std::uint8_t* p) { return static_cast<std::uint16_t>(p[0] << 8 | p[1]); }
+inline std::uint16_t readBE16(const std::uint8_t* p) {
+    return static_cast<std::uint16_t>(p[0] << 8 | p[1]);
+}
 inline std::uint32_t readBE32(const std::uint8_t* p) {
     return static_cast<std::uint32_t>(readBE16(p)) << 16 | readBE16(p + 2);
 }

@@ -19,6 +19,8 @@ std::chrono::system_clock::time_point Clock::now() {
     return source ? source() : std::chrono::system_clock::now();
 }
 
-void Clock::pin(Source source) { pinnedSource().store(std::move(source)); }
+void Clock::pin(Source source) {
+    pinnedSource().store(std::move(source));
+}
 
 }  // namespace zenquor

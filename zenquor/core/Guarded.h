@@ -6,7 +6,8 @@
 
 namespace zenquor {
 
-/// One value behind one lock: loads copy it out, stores replace it, with() runs a function on it under the lock.
+/// One value behind one lock: loads copy it out, stores replace it, with() runs a function on it under the
+/// lock.
 ///
 /// Thread-safety: Safe. The function given to with() must not call back into the owner.
 template <typename T>

@@ -39,7 +39,9 @@ struct SerialQueue::State {
     }
 };
 
-SerialQueue::SerialQueue(std::string_view label) : state_(std::make_shared<State>()) { state_->label = label; }
+SerialQueue::SerialQueue(std::string_view label) : state_(std::make_shared<State>()) {
+    state_->label = label;
+}
 
 SerialQueue::~SerialQueue() {
     std::thread thread;
@@ -57,7 +59,9 @@ SerialQueue::~SerialQueue() {
     }
 }
 
-const std::string& SerialQueue::label() const { return state_->label; }
+const std::string& SerialQueue::label() const {
+    return state_->label;
+}
 
 void SerialQueue::async(std::function<void()> function) {
     {

@@ -29,6 +29,8 @@ std::string UUIDSource::text(const UUID& uuid) {
     return text;
 }
 
-void UUIDSource::pin(Source source) { pinnedSource().store(std::move(source)); }
+void UUIDSource::pin(Source source) {
+    pinnedSource().store(std::move(source));
+}
 
 }  // namespace zenquor

@@ -7,7 +7,8 @@
 
 namespace zenquor {
 
-/// The version of the library that a program runs with, which may differ from the header it was compiled with.
+/// The version of the library that a program runs with, which may differ from the header it was compiled
+/// with.
 const char* versionString();
 
 }  // namespace zenquor

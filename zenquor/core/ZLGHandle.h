@@ -19,7 +19,8 @@ namespace zenquor {
 
 enum class ZLGLevel : int { Debug = 0, Default = 1, Error = 2, Off = 3 };
 
-/// The library's log. Texts are formatted only when their level is enabled: a disabled level costs one branch.
+/// The library's log. Texts are formatted only when their level is enabled: a disabled level costs one
+/// branch.
 ///
 /// Thread-safety: Safe.
 class ZLGHandle {
@@ -73,7 +74,8 @@ inline constexpr bool isDescribed = std::is_base_of_v<ZQObject, std::remove_cv_t
 
 /// Objects print as their description, absent ones as "(null)".
 template <typename T>
-struct fmt::formatter<T, char, std::enable_if_t<zenquor::detail::isDescribed<T>>> : fmt::formatter<fmt::string_view> {
+struct fmt::formatter<T, char, std::enable_if_t<zenquor::detail::isDescribed<T>>>
+    : fmt::formatter<fmt::string_view> {
     template <typename Context>
     auto format(const zenquor::ZQObject& object, Context& context) const {
         return fmt::formatter<fmt::string_view>::format(object.description(), context);

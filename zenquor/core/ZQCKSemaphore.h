@@ -29,7 +29,7 @@ public:
 private:
     void sleep();
 
-    alignas(64) std::atomic<std::int32_t> count_;      // below 0: the number of waiters
+    alignas(64) std::atomic<std::int32_t> count_;       // below 0: the number of waiters
     alignas(64) std::atomic<std::int32_t> wakeUps_{0};  // granted to sleepers and not yet taken by them
 };
 

@@ -8,7 +8,8 @@ namespace zenquor {
 
 /// A frame rate with its timecode counting rule.
 ///
-/// Codes: 0 = 24000/1001, 1 = 24, 2 = 25, 3 = 30000/1001 drop-frame, 4 = 30, 5 = 50, 6 = 60000/1001 drop-frame, 7 = 60.
+/// Codes: 0 = 24000/1001, 1 = 24, 2 = 25, 3 = 30000/1001 drop-frame, 4 = 30, 5 = 50, 6 = 60000/1001
+/// drop-frame, 7 = 60.
 ///
 /// Thread-safety: Safe; a value.
 /// Standards:     SMPTE ST 12-1 (drop-frame counting), ST 12-3 (rates above 30).
@@ -44,7 +45,9 @@ public:
     constexpr bool dropFrameTimecode() const { return droppedLabels() != 0; }
     /// Labels skipped at the start of each minute that is not a multiple of ten: 0, 2 or 4.
     constexpr std::uint32_t droppedLabels() const { return rates[code_].dropped; }
-    constexpr std::uint32_t framesPerTenMinutes() const { return nominalFramesPerSecond() * 600 - 9 * droppedLabels(); }
+    constexpr std::uint32_t framesPerTenMinutes() const {
+        return nominalFramesPerSecond() * 600 - 9 * droppedLabels();
+    }
     constexpr std::uint32_t framesPerHour() const { return framesPerTenMinutes() * 6; }
     constexpr std::uint32_t framesPerDay() const { return framesPerHour() * 24; }
 
@@ -58,8 +61,9 @@ private:
         std::uint32_t numerator, denominator, nominal, dropped, hundredths;
     };
     static constexpr Rate rates[frameRateCount] = {
-        {24000, 1001, 24, 0, 2398}, {24, 1, 24, 0, 2400}, {25, 1, 25, 0, 2500},       {30000, 1001, 30, 2, 2997},
-        {30, 1, 30, 0, 3000},       {50, 1, 50, 0, 5000}, {60000, 1001, 60, 4, 5994}, {60, 1, 60, 0, 6000},
+        {24000, 1001, 24, 0, 2398}, {24, 1, 24, 0, 2400}, {25, 1, 25, 0, 2500},
+        {30000, 1001, 30, 2, 2997}, {30, 1, 30, 0, 3000}, {50, 1, 50, 0, 5000},
+        {60000, 1001, 60, 4, 5994}, {60, 1, 60, 0, 6000},
     };
     int code_ = 2;
 };

@@ -17,12 +17,14 @@ std::optional<unsigned> number(std::string_view text) {
     return value;
 }
 
-bool isSeparator(char c) { return c == ':' || c == ';'; }
+bool isSeparator(char c) {
+    return c == ':' || c == ';';
+}
 
 }  // namespace
 
-ZQCKTimecode ZQCKTimecode::timecodeWithHours(unsigned hours, unsigned minutes, unsigned seconds, unsigned frames,
-                                             ZQCKTimebase timebase) {
+ZQCKTimecode ZQCKTimecode::timecodeWithHours(unsigned hours, unsigned minutes, unsigned seconds,
+                                             unsigned frames, ZQCKTimebase timebase) {
     const std::uint32_t nominal = timebase.nominalFramesPerSecond();
     const std::uint32_t drop = timebase.droppedLabels();
     const std::uint32_t minute = std::min(hours, 23U) * 60 + std::min(minutes, 59U);
@@ -57,8 +59,8 @@ std::string ZQCKTimecode::description() const {
 }
 
 std::string ZQCKTimecode::descriptionWithSeparator(std::string_view separator) const {
-    return fmt::format("{:02}{}{:02}{}{:02}{}{:02}", hours(), separator, minutes(), separator, seconds(), separator,
-                       frames());
+    return fmt::format("{:02}{}{:02}{}{:02}{}{:02}", hours(), separator, minutes(), separator, seconds(),
+                       separator, frames());
 }
 
 std::string ZQCKTimecode::descriptionWithFrameSeparator(std::string_view separator) const {
@@ -68,7 +70,9 @@ std::string ZQCKTimecode::descriptionWithFrameSeparator(std::string_view separat
 ZQCKTimecode zqckTimecode_initWithFrames(std::uint32_t frames, ZQCKTimebase timebase) {
     return ZQCKTimecode::timecodeWithFrames(frames, timebase);
 }
-void zqckTimecode_addFrames(ZQCKTimecode* timecode, std::int64_t count) { timecode->addFrames(count); }
+void zqckTimecode_addFrames(ZQCKTimecode* timecode, std::int64_t count) {
+    timecode->addFrames(count);
+}
 std::uint32_t zqckTimecode_getFramesSinceMidnight(const ZQCKTimecode* timecode) {
     return timecode->framesSinceMidnight();
 }

@@ -14,8 +14,8 @@ namespace zenquor {
 
 /// A frame counted from midnight in a timebase, and its hours:minutes:seconds:frames label.
 ///
-/// The count is of real frames: in the drop-frame timebases labels are skipped, frames are not, so 00:01:00;02 is
-/// frame 1800. All arithmetic wraps at midnight, in both directions.
+/// The count is of real frames: in the drop-frame timebases labels are skipped, frames are not, so
+/// 00:01:00;02 is frame 1800. All arithmetic wraps at midnight, in both directions.
 ///
 /// Thread-safety: Safe; a value.
 /// Standards:     SMPTE ST 12-1.
@@ -32,13 +32,16 @@ public:
         timecode.frames_ = static_cast<std::uint32_t>(((frames % day) + day) % day);
         return timecode;
     }
-    static constexpr ZQCKTimecode zeroTimeWithTimebase(ZQCKTimebase timebase) { return timecodeWithFrames(0, timebase); }
-    /// Fields beyond their range are cut to the last valid value; a label that drop-frame counting skips gives the
-    /// next one that exists.
+    static constexpr ZQCKTimecode zeroTimeWithTimebase(ZQCKTimebase timebase) {
+        return timecodeWithFrames(0, timebase);
+    }
+    /// Fields beyond their range are cut to the last valid value; a label that drop-frame counting skips
+    /// gives the next one that exists.
     static ZQCKTimecode timecodeWithHours(unsigned hours, unsigned minutes, unsigned seconds, unsigned frames,
                                           ZQCKTimebase timebase);
     /// Reads "HH:MM:SS:FF" (each separator ":" or ";") or the SRT form "HH:MM:SS,mmm", and nothing else.
-    /// Milliseconds go to the nearest label of the timebase's nominal rate. Out-of-range fields are cut as above.
+    /// Milliseconds go to the nearest label of the timebase's nominal rate. Out-of-range fields are cut as
+    /// above.
     /// @return nothing when the text has another form.
     static std::optional<ZQCKTimecode> timecodeWithString(std::string_view text, ZQCKTimebase timebase);
 

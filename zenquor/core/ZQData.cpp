@@ -33,6 +33,8 @@ ZQData ZQData::slice(std::size_t offset, std::size_t length) const {
                     std::min(length, size_ - start));
 }
 
-bool operator==(const ZQData& a, const ZQData& b) { return std::ranges::equal(a.span(), b.span()); }
+bool operator==(const ZQData& a, const ZQData& b) {
+    return std::ranges::equal(a.span(), b.span());
+}
 
 }  // namespace zenquor

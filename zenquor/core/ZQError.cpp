@@ -6,8 +6,12 @@
 
 namespace zenquor {
 
-ZQError::ZQError(std::string_view domain, int code, std::string description, std::string userInterfaceDescription)
-    : domain_(domain), code_(code), text_(std::move(description)), userText_(std::move(userInterfaceDescription)) {}
+ZQError::ZQError(std::string_view domain, int code, std::string description,
+                 std::string userInterfaceDescription)
+    : domain_(domain),
+      code_(code),
+      text_(std::move(description)),
+      userText_(std::move(userInterfaceDescription)) {}
 
 ZQErrorPtr ZQError::errorWithDomain(std::string_view domain, int code, std::string description,
                                     std::string userInterfaceDescription) {
@@ -19,7 +23,8 @@ std::string ZQError::description() const {
 }
 
 std::string ZQError::writeError() {
-    return "The recording could not be written. Check that the target disk is connected, has free space and is fast "
+    return "The recording could not be written. Check that the target disk is connected, has free space and "
+           "is fast "
            "enough, then start the recording again.";
 }
 std::string ZQError::encodingError() {
@@ -27,19 +32,23 @@ std::string ZQError::encodingError() {
            "recording again.";
 }
 std::string ZQError::missingEncoder() {
-    return "This system has no encoder for the chosen codec. Choose another codec in the capture preset or install "
+    return "This system has no encoder for the chosen codec. Choose another codec in the capture preset or "
+           "install "
            "the encoder.";
 }
 std::string ZQError::noHardwareEncoder() {
-    return "No hardware encoder is free, so the processor encodes instead. Close other encoding programs or lower the "
+    return "No hardware encoder is free, so the processor encodes instead. Close other encoding programs or "
+           "lower the "
            "load if frames are dropped.";
 }
 std::string ZQError::MXFWriteError() {
-    return "The MXF file could not be written. Check that the target disk is connected, has free space and is fast "
+    return "The MXF file could not be written. Check that the target disk is connected, has free space and "
+           "is fast "
            "enough, then start the recording again.";
 }
 std::string ZQError::MXFEncodingError() {
-    return "The picture could not be encoded for MXF. Check that the codec of the capture preset may be stored in MXF, "
+    return "The picture could not be encoded for MXF. Check that the codec of the capture preset may be "
+           "stored in MXF, "
            "then start the recording again.";
 }
 

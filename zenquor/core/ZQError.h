@@ -12,10 +12,11 @@ namespace zenquor {
 class ZQError;
 using ZQErrorPtr = std::shared_ptr<const ZQError>;
 
-/// What went wrong: a domain, a negative code within it, a text for the log and a text for the person at the desk.
+/// What went wrong: a domain, a negative code within it, a text for the log and a text for the person at the
+/// desk.
 ///
-/// Fallible operations return false (or null) and take an optional `ZQErrorPtr* error` last. Branch on the result,
-/// never on the error: a caller may pass none, and some operations succeed with a non-critical error.
+/// Fallible operations return false (or null) and take an optional `ZQErrorPtr* error` last. Branch on the
+/// result, never on the error: a caller may pass none, and some operations succeed with a non-critical error.
 ///
 /// Thread-safety: Safe; immutable.
 class ZQError final : public ZQObject {
@@ -49,7 +50,8 @@ private:
     std::string userText_;
 };
 
-/// Stores @p value where the caller asked for it. Always returns false, so that `return fail(error, …)` reads well.
+/// Stores @p value where the caller asked for it. Always returns false, so that `return fail(error, …)` reads
+/// well.
 inline bool fail(ZQErrorPtr* error, ZQErrorPtr value) {
     if (error) *error = std::move(value);
     return false;

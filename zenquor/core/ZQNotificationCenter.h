@@ -14,7 +14,8 @@ namespace zenquor {
 
 /// Delivers notifications to the observers of their name, on the thread that posts, before post() returns.
 ///
-/// Thread-safety: Safe. An observer may add and remove observers; one removed meanwhile may still hear the running post.
+/// Thread-safety: Safe. An observer may add and remove observers; one removed meanwhile may still hear the
+/// running post.
 class ZQNotificationCenter {
 public:
     /// What a notification is about, in an order that its name fixes.

@@ -25,6 +25,8 @@ std::string ZQObject::description() const {
     return fmt::format("<{}: {}>", className(typeid(*this)), static_cast<const void*>(this));
 }
 
-std::string describe(const ZQObject* object) { return object ? object->description() : "(null)"; }
+std::string describe(const ZQObject* object) {
+    return object ? object->description() : "(null)";
+}
 
 }  // namespace zenquor

@@ -12,13 +12,17 @@ std::atomic<int>& projectRate() {
 
 }  // namespace
 
-int ZQProjectTimecode::currentFrameRate() { return projectRate().load(std::memory_order_relaxed); }
-void ZQProjectTimecode::setCurrentFrameRate(int code) { projectRate().store(code, std::memory_order_relaxed); }
+int ZQProjectTimecode::currentFrameRate() {
+    return projectRate().load(std::memory_order_relaxed);
+}
+void ZQProjectTimecode::setCurrentFrameRate(int code) {
+    projectRate().store(code, std::memory_order_relaxed);
+}
 
 ZQProjectTimecode ZQProjectTimecode::timecodeWithFrames(std::int64_t framesSinceMidnight) {
     ZQProjectTimecode timecode;
-    timecode.timecode_ = ZQCKTimecode::timecodeWithFrames(framesSinceMidnight,
-                                                          ZQCKTimebase::timebaseForFramerate(currentFrameRate()));
+    timecode.timecode_ = ZQCKTimecode::timecodeWithFrames(
+        framesSinceMidnight, ZQCKTimebase::timebaseForFramerate(currentFrameRate()));
     return timecode;
 }
 

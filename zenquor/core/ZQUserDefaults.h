@@ -10,8 +10,8 @@
 
 namespace zenquor {
 
-/// Process-wide settings by key. An absent key reads as 0, false or an empty text. Nothing is kept on disk: the host
-/// sets what it wants to change before it starts a recording.
+/// Process-wide settings by key. An absent key reads as 0, false or an empty text. Nothing is kept on disk:
+/// the host sets what it wants to change before it starts a recording.
 ///
 /// Thread-safety: Safe.
 class ZQUserDefaults {

@@ -26,10 +26,10 @@ std::int64_t truncated(double v) {
 }  // namespace
 
 std::int64_t ZQValue::integerValue() const {
-    return std::visit(Overloaded{[](bool v) -> std::int64_t { return v; }, [](std::int64_t v) { return v; },
-                                 [](double v) { return truncated(v); },
-                                 [](const auto&) -> std::int64_t { return 0; }},
-                      value_);
+    return std::visit(
+        Overloaded{[](bool v) -> std::int64_t { return v; }, [](std::int64_t v) { return v; },
+                   [](double v) { return truncated(v); }, [](const auto&) -> std::int64_t { return 0; }},
+        value_);
 }
 
 double ZQValue::doubleValue() const {
@@ -52,13 +52,13 @@ const std::string& ZQValue::stringValue() const {
 }
 
 std::string ZQValue::description() const {
-    return std::visit(Overloaded{[](std::monostate) -> std::string { return "(null)"; },
-                                 [](bool v) -> std::string { return v ? "1" : "0"; },
-                                 [](std::int64_t v) { return std::to_string(v); },
-                                 [](double v) { return fmt::format("{}", v); },
-                                 [](const std::string& v) { return v; },
-                                 [](const ZQObjectPtr& v) { return describe(v.get()); }},
-                      value_);
+    return std::visit(
+        Overloaded{[](std::monostate) -> std::string { return "(null)"; },
+                   [](bool v) -> std::string { return v ? "1" : "0"; },
+                   [](std::int64_t v) { return std::to_string(v); },
+                   [](double v) { return fmt::format("{}", v); }, [](const std::string& v) { return v; },
+                   [](const ZQObjectPtr& v) { return describe(v.get()); }},
+        value_);
 }
 
 const ZQValue& ZQDictionary::operator[](std::string_view key) const {
