@@ -57,7 +57,7 @@ bool ZQRSimpleQueue::addElement(std::shared_ptr<void>&& element, ZQErrorPtr* err
     if (!ring_->push(element)) return refuse(ZQRSimpleQueueErrorQueueIsFull, error);
     if (logDebugOutput()) ZLGGetHandle().log("ZQRSimpleQueue {}: has {:f} fullness", *this, fullness());
     ring_->wakeConsumer();
-    if (ring_->countIfAtLeast(largeQueueThreshold) != 0) logLargeQueue();
+    if (ring_->countIsAtLeast(largeQueueThreshold)) logLargeQueue();
     return true;
 }
 

@@ -16,7 +16,7 @@ namespace zenquor::detail {
 /// or empty, so that in a steady flow the two touch few common cache lines. A sleeping consumer shows a flag;
 /// the producer wakes it through the semaphore only when it sees the flag.
 ///
-/// Thread-safety: One producer (push, wakeConsumer, countIfAtLeast), one consumer (take, tryTake); signal()
+/// Thread-safety: One producer (push, wakeConsumer, countIsAtLeast), one consumer (take, tryTake); signal()
 /// and
 ///                count() from any thread.
 class ElementRing final {
@@ -36,8 +36,8 @@ public:
     void wakeConsumer() {
         if (parked_.load(std::memory_order_seq_cst)) unpark();
     }
-    /// The number of elements when it is @p threshold or more, otherwise 0.
-    std::size_t countIfAtLeast(std::size_t threshold);
+    /// For the producer: cheaper than count(), which looks at the consumer's side every time.
+    bool countIsAtLeast(std::size_t threshold);
 
     /// The next element; waits for one. @return null when signal() was called and nothing is there.
     Element take();
@@ -58,6 +58,7 @@ private:
     static constexpr std::size_t cacheLine = 64;
 
     ElementRing(std::size_t capacity, std::size_t slotCount, Slot* slots);
+    std::size_t lookForElements(std::size_t tail);
     void unpark();
     void sleepUntilSignalled();
 
@@ -71,6 +72,7 @@ private:
     // Owned by the consumer:
     alignas(cacheLine) std::atomic<std::size_t> tail_{0};
     std::size_t knownHead_ = 0;
+    std::size_t lastGain_ = 0;
     // Written when the consumer goes to sleep and wakes, read by the producer:
     alignas(cacheLine) std::atomic<bool> parked_{false};
     std::atomic<std::size_t> bareSignals_{0};
