@@ -51,22 +51,34 @@ std::optional<std::uint8_t> hexadecimalDigit(char character) {
     return std::nullopt;
 }
 
-/// A letter matches only when something remains behind it: readers of the format want the end spelled out.
-bool matches(const Letter& letter, std::span<const std::uint8_t> bytes) {
-    if (letter.size() == 0 || letter.size() >= bytes.size()) return false;
+bool startsWith(std::span<const std::uint8_t> bytes, const Letter& letter) {
+    if (letter.size() == 0 || letter.size() > bytes.size()) return false;
     for (std::size_t i = 0; i < letter.size(); ++i) {
         if (letter[i] != bytes[i]) return false;
     }
     return true;
 }
 
-/// The longest match, the earlier letter among equals.
-const Letter* bestLetter(std::span<const std::uint8_t> bytes) {
-    const Letter* best = nullptr;
+/// How the next bytes are written: as a letter, or without one as so many hexadecimal bytes.
+struct Encoding {
+    const Letter* letter;
+    std::size_t size;
+};
+
+/// The longest letter, the earlier among equals. A letter that would use up everything is not taken: the end
+/// of a line is spelled out.
+Encoding encodingOf(std::span<const std::uint8_t> bytes) {
+    Encoding best = {nullptr, 0};
+    std::size_t spelledOut = 1;
     for (const Letter& letter : letters) {
-        if (matches(letter, bytes) && (!best || letter.size() > best->size())) best = &letter;
+        if (!startsWith(bytes, letter)) continue;
+        if (letter.size() == bytes.size()) {
+            spelledOut = letter.size();
+        } else if (letter.size() > best.size) {
+            best = {&letter, letter.size()};
+        }
     }
-    return best;
+    return best.letter ? best : Encoding{nullptr, spelledOut};
 }
 
 }  // namespace
@@ -135,13 +147,15 @@ void ZQRSidecarCaption::encodePairs(std::string& text) const {
 void ZQRSidecarCaption::encodeLetters(std::string& text) const {
     std::span<const std::uint8_t> rest = data_;
     while (!rest.empty()) {
-        if (const Letter* const letter = bestLetter(rest)) {
-            text.push_back(static_cast<char>(firstLetter + (letter - letters)));
-            rest = rest.subspan(letter->size());
+        const Encoding next = encodingOf(rest);
+        if (next.letter) {
+            text.push_back(static_cast<char>(firstLetter + (next.letter - letters)));
         } else {
-            fmt::format_to(std::back_inserter(text), "{:02X}", rest.front());
-            rest = rest.subspan(1);
+            for (const std::uint8_t byte : rest.first(next.size)) {
+                fmt::format_to(std::back_inserter(text), "{:02X}", byte);
+            }
         }
+        rest = rest.subspan(next.size);
     }
 }
 
