@@ -9,10 +9,17 @@
 #include <string>
 
 #include "zenquor/audio/ZQRAudioProperties.h"
+#include "zenquor/media/ZQRFrameStore.h"
 #include "zenquor/media/ZQRVideoProperties.h"
+#include "zenquor/platform/AssetWriterInput.h"
+#include "zenquor/platform/SampleBuffer.h"
 #include "zenquor/writers/ZQRMovieWriterProtocol.h"
 
 namespace zenquor {
+
+namespace detail {
+struct PCMShape;
+}
 
 /// Turns frames and their coded pictures into video, audio, timecode and caption samples of a movie file.
 ///
@@ -105,8 +112,46 @@ public:
 
 private:
     struct State;
-    explicit ZQRAVFoundationWriter(std::unique_ptr<State> state);
-    void initialise();
+    using Helper = std::shared_ptr<const ZQRFrameStore>;
+
+    ZQRAVFoundationWriter();
+    void initialise(ZQRVideoPropertiesPtr videoProperties, const ZQRAudioPropertiesPtr& audioProperties,
+                    ZQDictionary options);
+    void busyCountdown();
+    bool failWrite(ZQErrorPtr* error, ZQErrorPtr value);
+    bool failWrite(ZQErrorPtr* error, int code, std::string text, std::string userText);
+
+    // The first frame.
+    bool setupWithFrame(const ZQRFramePtr& frame, const Helper& helper, const platform::SampleTiming& timing,
+                        ZQErrorPtr* error);
+    bool setupFormatDescriptions(const ZQRFramePtr& frame, const Helper& helper, ZQErrorPtr* error);
+    bool setupVideoFormatDescription(const ZQRFramePtr& frame, const Helper& helper, ZQErrorPtr* error);
+    bool startWriting(ZQErrorPtr* error);
+    bool setupQueues(ZQErrorPtr* error);
+    bool setupBufferCache(ZQErrorPtr* error);
+    bool scheduleInputs(ZQErrorPtr* error);
+    bool assetWriterWithURL(const std::filesystem::path& url);
+    bool addVideoInput();
+    bool addAudioInputs();
+    void addTimecodeInput();
+    void addClosedCaptionInput();
+    bool addInput(const platform::AssetWriterInputPtr& input);
+
+    // Every frame.
+    bool sampleTiming(const Helper& helper, platform::SampleTiming& timing) const;
+    bool writeEssencesAtTime(const platform::SampleTiming& time, const ZQRFramePtr& frame,
+                             const Helper& helper, ZQErrorPtr* error);
+    bool writeVideoSampleAtTime(const platform::SampleTiming& time, const ZQRFramePtr& frame,
+                                const Helper& helper);
+    bool writeAudioSamplesAtTime(const platform::SampleTiming& time, const ZQRFramePtr& frame,
+                                 const Helper& helper);
+    bool writeTimecodeSampleAtTime(const platform::SampleTiming& time, const ZQRFramePtr& frame,
+                                   const Helper& helper);
+    bool writeClosedCaptionsAtTime(const platform::SampleTiming& time, const ZQRFramePtr& frame,
+                                   const Helper& helper);
+    platform::SampleBufferPtr audioSample(const ZQData& audio, const detail::PCMShape& shape,
+                                          std::size_t sampleCount, std::uint64_t track) const;
+    ZQErrorPtr errorWithDescription(const char* description, const char* asset, const char* log) const;
 
     std::unique_ptr<State> state_;
 };
