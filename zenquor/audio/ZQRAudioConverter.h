@@ -20,8 +20,9 @@ class ZQRAudioConverter final {
 public:
     /// The error domain of a failed conversion; its code is the platform's status.
     static constexpr const char* errorDomain = "ZQRAudioConverterErrorDomain";
-    /// Samples of one conversion at most: the largest count that belongs to a video frame.
-    static constexpr std::uint32_t maximumSampleCount = 2002;
+    /// The largest count of samples that belongs to a video frame at 48 kHz; memory for it is there from the
+    /// start.
+    static constexpr std::uint32_t largestSampleCount = 2002;
 
     /// @return null, with an error in the log, when the platform cannot convert between the two.
     static std::shared_ptr<ZQRAudioConverter> initWithInputASBD(

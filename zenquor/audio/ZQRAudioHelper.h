@@ -29,6 +29,11 @@ public:
     /// A sample rate that is not a positive number gives an empty helper.
     static ZQRAudioHelperPtr initWithAudioFormat(const platform::AudioStreamBasicDescription& format);
 
+    /// Works out the cycle for @p format at timescale(): its largest count and its length, and, once there is
+    /// memory for a cycle, the counts themselves.
+    /// @return false, with nothing changed, for a rate that is not a positive number and for a cycle longer
+    /// than the memory.
+    bool audioPacketWeaveForFormat(const platform::AudioStreamBasicDescription& format);
     /// Samples of the next video frame; 0 from an empty helper.
     std::uint32_t audioFramesForNextVideoFrame();
     /// The counts of one cycle; shared between copies.

@@ -4,11 +4,14 @@
 #include <cstdint>
 #include <memory>
 #include <span>
-#include <vector>
 
 #include "zenquor/core/ZQData.h"
 
 namespace zenquor {
+
+namespace detail {
+class ChannelMap;
+}
 
 /// Applies a list of input channels to interleaved samples of any width.
 ///
@@ -27,12 +30,12 @@ public:
     /// The mapped audio, as long as @p audio; a partial frame at the end becomes zeros.
     ZQData mapAudioData(const ZQData& audio) const;
 
-private:
-    ZQRAudioMapper(std::span<const std::int32_t> mapping, std::uint32_t bytesPerFrame, std::int32_t channels);
+    ~ZQRAudioMapper();
 
-    std::vector<std::int32_t> offsets_;  // byte offset in the input frame of each output, or -1
-    std::uint32_t bytesPerSample_;
-    std::int32_t channels_;
+private:
+    ZQRAudioMapper(std::span<const std::int32_t> offsets, std::uint32_t bytesPerSample);
+
+    std::unique_ptr<const detail::ChannelMap> map_;
 };
 
 using ZQRAudioMapperPtr = std::shared_ptr<ZQRAudioMapper>;

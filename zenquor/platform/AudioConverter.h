@@ -19,7 +19,8 @@ namespace zenquor::platform {
 /// Thread-safety: One thread at a time.
 class AudioConverter {
 public:
-    /// @return parameterErr for a description that is not linear PCM or does not add up.
+    /// @return parameterErr for a description that is not linear PCM or does not add up, and for two sample
+    /// rates: a block has as many frames after conversion as before.
     static Status create(const AudioStreamBasicDescription& input, const AudioStreamBasicDescription& output,
                          std::unique_ptr<AudioConverter>& out);
     virtual ~AudioConverter() = default;
