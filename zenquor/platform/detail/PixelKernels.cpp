@@ -129,11 +129,19 @@ inline void storeChroma(std::uint8_t* cb, std::uint8_t* cr, __m128i left, __m128
     _mm_storel_epi64(reinterpret_cast<__m128i*>(cr), _mm_unpackhi_epi64(apart, apart));
 }
 
+// The rows two further down are the next to be read. The processor's own prefetch stops at the end of each
+// page, which is about a row.
+inline void prefetchNextRows(const std::uint8_t* row, std::size_t width) {
+    _mm_prefetch(reinterpret_cast<const char*>(row + width * 4), _MM_HINT_T0);
+}
+
 template <ChromaWeight weight>
 void semiPlanar(const std::uint8_t* first, const std::uint8_t* second, std::uint8_t* firstY,
                 std::uint8_t* secondY, std::uint8_t* cbcr, std::size_t width) {
     std::size_t done = 0;
     for (; width - done >= 16; done += 16) {
+        prefetchNextRows(first + done * 2, width);
+        prefetchNextRows(second + done * 2, width);
         const __m128i a = load(first + done * 2), b = load(first + done * 2 + 16);
         const __m128i c = load(second + done * 2), d = load(second + done * 2 + 16);
         storeLuma(firstY + done, a, b);
@@ -149,6 +157,8 @@ void planar(const std::uint8_t* first, const std::uint8_t* second, std::uint8_t*
             std::uint8_t* secondY, std::uint8_t* cb, std::uint8_t* cr, std::size_t width) {
     std::size_t done = 0;
     for (; width - done >= 16; done += 16) {
+        prefetchNextRows(first + done * 2, width);
+        prefetchNextRows(second + done * 2, width);
         const __m128i a = load(first + done * 2), b = load(first + done * 2 + 16);
         const __m128i c = load(second + done * 2), d = load(second + done * 2 + 16);
         storeLuma(firstY + done, a, b);
