@@ -27,11 +27,13 @@ struct SampleReader {
     std::size_t bytes = 0;
     bool bigEndian = false;
 
-    explicit SampleReader(const AudioStreamBasicDescription& d) : bigEndian((d.formatFlags & audioFormatFlagIsBigEndian) != 0) {
+    explicit SampleReader(const AudioStreamBasicDescription& d)
+        : bigEndian((d.formatFlags & audioFormatFlagIsBigEndian) != 0) {
         const bool integer = (d.formatFlags & audioFormatFlagIsFloat) == 0;
         const bool interleaved = (d.formatFlags & audioFormatFlagIsNonInterleaved) == 0;
         const std::size_t size = d.channelsPerFrame != 0 ? d.bytesPerFrame / d.channelsPerFrame : 0;
-        if (d.formatID == audioFormatLinearPCM && integer && interleaved && size >= 2 && size <= 4) bytes = size;
+        if (d.formatID == audioFormatLinearPCM && integer && interleaved && size >= 2 && size <= 4)
+            bytes = size;
     }
     bool isValid() const { return bytes != 0; }
 
@@ -67,7 +69,8 @@ AACEncoder::~AACEncoder() = default;
 Status AACEncoder::Implementation::open(const AudioOutputSettings& settings) {
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (!codec) return encoderNotFoundErr;
-    if (settings.format != audioFormatMPEG4AAC || settings.channels == 0 || settings.channels > 8) return parameterErr;
+    if (settings.format != audioFormatMPEG4AAC || settings.channels == 0 || settings.channels > 8)
+        return parameterErr;
     context.reset(avcodec_alloc_context3(codec));
     frame.reset(av_frame_alloc());
     packet.reset(av_packet_alloc());
@@ -88,7 +91,8 @@ Status AACEncoder::Implementation::open(const AudioOutputSettings& settings) {
     coded.description.channelsPerFrame = channels;
     coded.channelLayoutTag = settings.channelLayoutTag;
     if (context->extradata_size > 0)
-        coded.configuration = ZQData::copying({context->extradata, static_cast<std::size_t>(context->extradata_size)});
+        coded.configuration =
+            ZQData::copying({context->extradata, static_cast<std::size_t>(context->extradata_size)});
     format = FormatDescription::audio(std::move(coded));
     return noErr;
 }
@@ -104,14 +108,17 @@ std::uint32_t AACEncoder::primingFrames() const {
     return static_cast<std::uint32_t>(std::max(implementation_->context->initial_padding, 0));
 }
 
-const FormatDescriptionPtr& AACEncoder::format() const { return implementation_->format; }
+const FormatDescriptionPtr& AACEncoder::format() const {
+    return implementation_->format;
+}
 
 Status AACEncoder::Implementation::beginBlock() {
     av_frame_unref(frame.get());
     frame->nb_samples = static_cast<int>(framesPerPacket);
     frame->format = context->sample_fmt;
     frame->sample_rate = context->sample_rate;
-    if (const int failure = av_channel_layout_copy(&frame->ch_layout, &context->ch_layout); failure < 0) return failure;
+    if (const int failure = av_channel_layout_copy(&frame->ch_layout, &context->ch_layout); failure < 0)
+        return failure;
     return av_frame_get_buffer(frame.get(), 0);
 }
 

@@ -33,10 +33,13 @@ public:
     /// The coded format, with the AudioSpecificConfig.
     const FormatDescriptionPtr& format() const;
 
-    /// @param source  packed 16 or 24 bit, or 24 or 32 bit in 32; either byte order; the settings' rate; when it has
-    ///                more channels than the settings the first ones count, when it has fewer the last one repeats.
+    /// @param source  packed 16 or 24 bit, or 24 or 32 bit in 32; either byte order; the settings' rate; when
+    /// it has
+    ///                more channels than the settings the first ones count, when it has fewer the last one
+    ///                repeats.
     /// @return parameterErr for PCM of another kind, else the encoder's status.
-    Status encode(std::span<const std::uint8_t> frames, const AudioStreamBasicDescription& source, const Output& output);
+    Status encode(std::span<const std::uint8_t> frames, const AudioStreamBasicDescription& source,
+                  const Output& output);
     /// Codes what is left, filled up with silence.
     Status finish(const Output& output);
 
