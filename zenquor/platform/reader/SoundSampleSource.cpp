@@ -1,0 +1,178 @@
+#include "zenquor/platform/reader/SoundSampleSource.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+extern "C" {
+#include <libavformat/avformat.h>
+#include <libswresample/swresample.h>
+}
+
+namespace zenquor::platform::detail {
+namespace {
+
+constexpr std::uint32_t largestChannelCount = 64;
+// The longest frame that a decoder may give; broken packets of some codecs claim hours.
+constexpr int largestFrameLength = 1 << 22;
+
+/// The same count of channels without names: channels go by their number, none is mixed into another.
+void setPlainLayout(AVChannelLayout& layout, int channels) {
+    layout = {};
+    layout.order = AV_CHANNEL_ORDER_UNSPEC;
+    layout.nb_channels = channels;
+}
+
+/// Writes the high bytes of 32-bit samples, @p bytes of each, rounded first when @p rounds.
+void writeSamples(const std::int32_t* samples, std::size_t count, std::uint32_t bytes, std::uint32_t bits,
+                  bool rounds, std::uint8_t* out) {
+    const std::uint32_t cut = 32 - bits;
+    const std::int64_t half = rounds && cut > 0 ? std::int64_t{1} << (cut - 1) : 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto value =
+            std::min<std::int64_t>(samples[i] + half, std::numeric_limits<std::int32_t>::max());
+        const auto kept = static_cast<std::uint32_t>(value) >> cut << cut >> (32 - bytes * 8);
+        std::memcpy(out + i * bytes, &kept, bytes);
+    }
+}
+
+}  // namespace
+
+SoundSampleSource::SoundSampleSource(std::unique_ptr<Decoder> decoder, AssetTrack track,
+                                     const AudioStreamBasicDescription& format, MediaTime start)
+    : decoder_(std::move(decoder)), track_(std::move(track)), start_(start), format_(format) {
+    const auto& source = track_.formatDescription->audioFormat()->description;
+    channels_ = std::clamp<std::uint32_t>(source.channelsPerFrame, 1, largestChannelCount);
+    rate_ = static_cast<std::uint32_t>(source.sampleRate);
+    wantsFloat_ = (format.formatFlags & audioFormatFlagIsFloat) != 0;
+    const std::uint32_t sampleBytes = format.bytesPerFrame / std::max(format.channelsPerFrame, 1U);
+    format_.sampleRate = rate_;
+    format_.channelsPerFrame = channels_;
+    format_.bytesPerFrame = format_.bytesPerPacket = sampleBytes * channels_;
+    AudioFormat audio = *track_.formatDescription->audioFormat();
+    audio.description = format_;
+    audio.configuration = {};
+    description_ = FormatDescription::audio(std::move(audio));
+}
+
+SoundSampleSource::~SoundSampleSource() {
+    swr_free(&resampler_);
+}
+
+bool SoundSampleSource::canMake(const AudioStreamBasicDescription& format) {
+    constexpr std::uint32_t refused = audioFormatFlagIsBigEndian | audioFormatFlagIsNonInterleaved;
+    if (format.formatID != audioFormatLinearPCM || format.formatFlags & refused ||
+        format.channelsPerFrame == 0) {
+        return false;
+    }
+    const std::uint32_t bytes = format.bytesPerFrame / format.channelsPerFrame;
+    if (format.bytesPerFrame % format.channelsPerFrame != 0) return false;
+    if (format.formatFlags & audioFormatFlagIsFloat) return bytes == 4 && format.bitsPerChannel == 32;
+    const bool isKnownDepth =
+        format.bitsPerChannel == 16 || format.bitsPerChannel == 24 || format.bitsPerChannel == 32;
+    const bool isFilled = bytes * 8 == format.bitsPerChannel;
+    const bool isHigh =
+        (format.formatFlags & audioFormatFlagIsAlignedHigh) != 0 && bytes * 8 > format.bitsPerChannel;
+    return isKnownDepth && bytes <= 4 && (isFilled || isHigh);
+}
+
+/// Sets up the conversion for what the decoder gives, which may change on the way.
+bool SoundSampleSource::prepare(const AVFrame& frame) {
+    if (frame.format == sourceFormat_ && frame.sample_rate == sourceRate_ &&
+        frame.ch_layout.nb_channels == sourceChannels_) {
+        return resampler_ != nullptr;
+    }
+    sourceFormat_ = frame.format;
+    sourceRate_ = frame.sample_rate;
+    sourceChannels_ = frame.ch_layout.nb_channels;
+    swr_free(&resampler_);
+    AVChannelLayout layout;
+    setPlainLayout(layout, sourceChannels_);
+    const auto wanted = wantsFloat_ ? AV_SAMPLE_FMT_FLT : AV_SAMPLE_FMT_S32;
+    const int status =
+        swr_alloc_set_opts2(&resampler_, &layout, wanted, static_cast<int>(rate_), &layout,
+                            static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
+    if (status < 0 || swr_init(resampler_) < 0) swr_free(&resampler_);
+    return resampler_ != nullptr;
+}
+
+/// Fills samples_ with the frame, interleaved in the track's channel count.
+bool SoundSampleSource::convert(const AVFrame& frame) {
+    const int sourceChannels = frame.ch_layout.nb_channels;
+    if (frame.nb_samples <= 0 || frame.nb_samples > largestFrameLength || sourceChannels <= 0) return false;
+    if (static_cast<std::uint32_t>(sourceChannels) > largestChannelCount || !prepare(frame)) return false;
+    const int room = swr_get_out_samples(resampler_, frame.nb_samples);
+    if (room <= 0 || room > 2 * largestFrameLength) return false;
+    std::vector<std::int32_t> converted(static_cast<std::size_t>(room) *
+                                        static_cast<std::size_t>(sourceChannels));
+    auto* out = reinterpret_cast<std::uint8_t*>(converted.data());
+    const int count = swr_convert(resampler_, &out, room,
+                                  const_cast<const std::uint8_t**>(frame.extended_data), frame.nb_samples);
+    if (count <= 0) return false;
+    const auto frames = static_cast<std::size_t>(count);
+    const auto from = static_cast<std::size_t>(sourceChannels);
+    converted.resize(frames * from);
+    if (from == channels_) {
+        samples_ = std::move(converted);
+        return true;
+    }
+    samples_.assign(frames * channels_, 0);
+    const std::size_t shared = std::min<std::size_t>(from, channels_);
+    for (std::size_t i = 0; i < frames; ++i) {
+        std::copy_n(converted.data() + i * from, shared, samples_.data() + i * channels_);
+    }
+    return true;
+}
+
+/// How many of the frame's samples are over before the start.
+std::size_t SoundSampleSource::framesBeforeStart(const AVFrame& frame, std::size_t count) {
+    const MediaTime time = decoder_->mediaTime(frame.pts);
+    if (!start_.isValid() || !time.isValid() || time >= start_) return 0;
+    // In a scale of both, whole samples that end at or before the start.
+    const MediaTime rest = (start_ - time).converted(static_cast<std::int32_t>(rate_));
+    auto skipped = static_cast<std::uint64_t>(std::max<std::int64_t>(rest.value, 0));
+    // Rounding may have gone past the start.
+    const MediaTime after = MediaTime{static_cast<std::int64_t>(skipped), static_cast<std::int32_t>(rate_)};
+    if (skipped > 0 && after > start_ - time) --skipped;
+    return static_cast<std::size_t>(std::min<std::uint64_t>(skipped, count));
+}
+
+SampleBufferPtr SoundSampleSource::sampleBuffer(std::size_t firstFrame, std::size_t frames,
+                                                std::int64_t units) {
+    const std::uint32_t sampleBytes = format_.bytesPerFrame / channels_;
+    const bool isFloatSource = sourceFormat_ == AV_SAMPLE_FMT_FLT || sourceFormat_ == AV_SAMPLE_FMT_FLTP ||
+                               sourceFormat_ == AV_SAMPLE_FMT_DBL || sourceFormat_ == AV_SAMPLE_FMT_DBLP;
+    const auto bytes = ZQData::filling(frames * format_.bytesPerFrame, [&](std::span<std::uint8_t> out) {
+        const std::int32_t* const from = samples_.data() + firstFrame * channels_;
+        writeSamples(from, frames * channels_, sampleBytes, wantsFloat_ ? 32 : format_.bitsPerChannel,
+                     isFloatSource && !wantsFloat_, out.data());
+    });
+    const auto rate = static_cast<std::int32_t>(rate_);
+    MediaTime time = decoder_->mediaTime(units);
+    if (firstFrame > 0) time = time + MediaTime{static_cast<std::int64_t>(firstFrame), rate};
+    BlockBufferPtr block;
+    SampleBufferPtr sample;
+    if (BlockBuffer::createWithLength(bytes.size(), block) != noErr) return nullptr;
+    block->replaceDataBytes(bytes, 0);
+    SampleBuffer::create(block, description_, frames, {{1, rate}, time, MediaTime::invalid()},
+                         format_.bytesPerFrame, {}, sample);
+    return sample;
+}
+
+SampleBufferPtr SoundSampleSource::next() {
+    while (auto frame = decoder_->next()) {
+        frame->pts = decoder_->presentationUnits(*frame, nextUnits_);
+        const auto lasts = std::min(frame->nb_samples, largestFrameLength);
+        nextUnits_ = frame->pts +
+                     av_rescale_q(lasts, {1, std::max(frame->sample_rate, 1)}, decoder_->stream().time_base);
+        if (!convert(*frame)) continue;
+        const std::size_t count = samples_.size() / channels_;
+        const std::size_t skipped = framesBeforeStart(*frame, count);
+        if (skipped == count) continue;
+        if (auto sample = sampleBuffer(skipped, count - skipped, frame->pts)) return sample;
+    }
+    return nullptr;
+}
+
+}  // namespace zenquor::platform::detail
