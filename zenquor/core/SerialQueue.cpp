@@ -5,6 +5,7 @@
 #include <mutex>
 #include <semaphore>
 #include <thread>
+#include <utility>
 
 #include "zenquor/core/NamedThread.h"
 
@@ -17,15 +18,19 @@ struct SerialQueue::State {
     std::deque<std::function<void()>> functions;
     bool closing = false;
     std::thread thread;
+    // These outlast the handle above, which destruction takes away while queued functions still run.
+    bool started = false;
+    std::thread::id worker;
 
     bool isCurrent() {
         const std::lock_guard lock(mutex);
-        return thread.get_id() == std::this_thread::get_id();
+        return worker == std::this_thread::get_id();
     }
 
     void run() {
         setCurrentThreadName(label);
         std::unique_lock lock(mutex);
+        worker = std::this_thread::get_id();
         for (;;) {
             wakeUp.wait(lock, [this] { return closing || !functions.empty(); });
             if (functions.empty()) return;
@@ -67,7 +72,7 @@ void SerialQueue::async(std::function<void()> function) {
     {
         const std::lock_guard lock(state_->mutex);
         state_->functions.push_back(std::move(function));
-        if (!state_->thread.joinable()) {
+        if (!std::exchange(state_->started, true)) {
             state_->thread = std::thread([state = state_] { state->run(); });
         }
     }

@@ -2,7 +2,6 @@
 // Bytes and bits, read from a buffer or written to one.
 
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <vector>
 
