@@ -309,7 +309,7 @@ TEST(CompressionSession, RefusesWhatItCannotDo) {
          {Case{Property::ProfileLevel, std::string("H264_Huge_AutoLevel")},
           Case{Property::ProfileLevel, true},
           Case{Property::ProfileLevel, std::string("HEVC_Main_AutoLevel")},
-          Case{Property::AverageBitRate, std::int64_t{0}},
+          Case{Property::AverageBitRate, std::int64_t{-1}},
           Case{Property::MaxKeyFrameInterval, std::int64_t{-1}}, Case{Property::FieldCount, std::int64_t{3}},
           Case{Property::ExpectedFrameRate, std::string("25/0")},
           Case{Property::H264EntropyMode, std::string("VLC")}, Case{Property::Speed, std::string("warp")}}) {

@@ -25,7 +25,7 @@ struct EncoderSpecification {
 /// What can be set before the first picture. The value's type is in the comment.
 enum class CompressionProperty {
     ProfileLevel,          // std::string, such as "H264_High_AutoLevel" or "HEVC_Main_AutoLevel"
-    AverageBitRate,        // std::int64_t, bits per second
+    AverageBitRate,        // std::int64_t, bits per second; 0 leaves the rate to the encoder
     MaxKeyFrameInterval,   // std::int64_t, pictures; default one second
     AllowFrameReordering,  // bool; default true
     H264EntropyMode,       // std::string "CAVLC" or "CABAC"
@@ -37,7 +37,7 @@ enum class CompressionProperty {
     ColorPrimaries,        // ColorPrimaries
     YCbCrMatrix,           // YCbCrMatrix
     TransferFunction,      // TransferFunction
-    Speed,                 // std::string: "live" (default), "balanced", "quality"
+    Speed,                 // std::string: "live" (default), "balanced", "quality", or one of x264's preset names
 };
 
 using CompressionPropertyValue = std::variant<bool, std::int64_t, std::string, platform::FieldDetail,
@@ -79,6 +79,10 @@ public:
     virtual std::string encoderName() const = 0;
     virtual bool usesHardware() const = 0;
 
+    /// Opens the encoder for pictures like @p first, which is not encoded, so that a refusal comes now; otherwise
+    /// encodeFrame() does it. No property can be set afterwards.
+    /// @return what kept the encoder from opening; the session can then only be dropped or tried again.
+    virtual Status prepareToEncodeFrames(const PixelBufferPtr& first, MediaTime duration) = 0;
     /// Submits a picture; its sample, or those of earlier pictures, may come back before this returns. The picture is
     /// kept until it has been encoded.
     virtual Status encodeFrame(const PixelBufferPtr& picture, MediaTime presentationTimeStamp, MediaTime duration,

@@ -97,7 +97,7 @@ void CodecContext::configure(const EncoderRow& row, const EncoderSettings& setti
     c.flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_CLOSED_GOP;
     c.gop_size = settings.keyFrameInterval();
     if (!settings.allowsReordering()) c.max_b_frames = 0;
-    if (settings.bitRate()) c.bit_rate = *settings.bitRate();
+    if (settings.bitRate() > 0) c.bit_rate = settings.bitRate();
 }
 
 // Encoders that read pictures only from the memory of their device get a pool of them.

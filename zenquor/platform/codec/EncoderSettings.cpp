@@ -102,7 +102,7 @@ Status EncoderSettings::set(Property property, const CompressionPropertyValue& v
         case Property::ProfileLevel:
             return text() ? setProfileLevel(*text()) : parameterErr;
         case Property::AverageBitRate:
-            return store<std::int64_t>(value, bitRate_, [](auto v) { return v > 0 && v <= maxBitRate; });
+            return store<std::int64_t>(value, bitRate_, [](auto v) { return v >= 0 && v <= maxBitRate; });
         case Property::MaxKeyFrameInterval:
             return store<std::int64_t>(value, keyFrameInterval_,
                                        [](auto v) { return v > 0 && v <= maxInterval; });

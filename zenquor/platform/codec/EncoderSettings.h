@@ -35,7 +35,8 @@ public:
     bool codesFields() const;
     /// Pictures between sync samples.
     int keyFrameInterval() const;
-    std::optional<std::int64_t> bitRate() const { return bitRate_; }
+    /// Bits per second; 0 when the encoder chooses.
+    std::int64_t bitRate() const { return bitRate_; }
     bool allowsReordering() const { return reordering_; }
     /// "baseline", "main", "high", or empty when the encoder chooses.
     const std::string& profile() const { return profile_; }
@@ -56,7 +57,7 @@ private:
     const EncoderRow& row_;
     VideoFormat format_;
     AVRational frameRate_{0, 1};
-    std::optional<std::int64_t> bitRate_;
+    std::int64_t bitRate_ = 0;
     std::optional<std::int64_t> keyFrameInterval_;
     bool reordering_ = true;
     std::string profile_;

@@ -40,6 +40,12 @@ Status LibavCompressionSession::open(const PixelBuffer& picture, MediaTime durat
     return noErr;
 }
 
+Status LibavCompressionSession::prepareToEncodeFrames(const PixelBufferPtr& first, MediaTime duration) {
+    if (!first) return parameterErr;
+    if (phase_ == Phase::Encoding) return noErr;
+    return phase_ == Phase::Setup ? open(*first, duration) : sessionInvalidErr;
+}
+
 Status LibavCompressionSession::encodeFrame(const PixelBufferPtr& picture, MediaTime presentationTimeStamp,
                                             MediaTime duration, std::shared_ptr<void> frameReference) {
     if (phase_ == Phase::Completed || phase_ == Phase::Invalid) return sessionInvalidErr;

@@ -22,6 +22,7 @@ public:
     Status setProperty(CompressionProperty property, const CompressionPropertyValue& value) override;
     std::string encoderName() const override { return row_.name; }
     bool usesHardware() const override { return row_.hardware; }
+    Status prepareToEncodeFrames(const PixelBufferPtr& first, MediaTime duration) override;
     Status encodeFrame(const PixelBufferPtr& picture, MediaTime presentationTimeStamp, MediaTime duration,
                        std::shared_ptr<void> frameReference) override;
     Status completeFrames() override;
