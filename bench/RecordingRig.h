@@ -152,12 +152,11 @@ public:
         std::make_shared<RecordingRig>()->run(material, path, options);
     }
 
-    void hasFrameAvailable(const zenquor::ZQREncoderControllerPtr&,
-                           const zenquor::ZQRFramePtr& frame) override {
+    void hasFrameAvailable(zenquor::ZQREncoderController&, const zenquor::ZQRFramePtr& frame) override {
         if (!writer_->addEncodedFrame(frame)) failed_ = true;
     }
-    void hasNonCriticalError(const zenquor::ZQREncoderControllerPtr&, const zenquor::ZQErrorPtr&) override {}
-    void didFinishSuccessfully(const zenquor::ZQREncoderControllerPtr&, bool success,
+    void hasNonCriticalError(zenquor::ZQREncoderController&, const zenquor::ZQErrorPtr&) override {}
+    void didFinishSuccessfully(zenquor::ZQREncoderController&, bool success,
                                const zenquor::ZQErrorPtr&) override {
         if (!success) failed_ = true;
     }
@@ -199,7 +198,7 @@ private:
         encoder_->start();
         for (std::uint64_t n = 0; n < options.frames && !failed_; ++n) {
             if (options.atFrame) options.atFrame(n);
-            while (fullestQueue() > options.backlog && !failed_)
+            while (fullestQueue() > static_cast<std::int64_t>(options.backlog) && !failed_)
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             const auto frame = material.frame(n, n + 1 == options.frames);
             if (!writer_->addRawFrame(frame) || !encoder_->encodeFrame(frame)) failed_ = true;

@@ -28,13 +28,13 @@ struct Host final : ZQREncoderControllerDelegate, ZQRMovieWriterControllerDelega
     std::binary_semaphore ended{0};
     bool success = false;
 
-    void hasFrameAvailable(const ZQREncoderControllerPtr&, const ZQRFramePtr& frame) override {
+    void hasFrameAvailable(ZQREncoderController&, const ZQRFramePtr& frame) override {
         writer->addEncodedFrame(frame);
     }
-    void hasNonCriticalError(const ZQREncoderControllerPtr&, const ZQErrorPtr& error) override {
+    void hasNonCriticalError(ZQREncoderController&, const ZQErrorPtr& error) override {
         std::fprintf(stderr, "%s\n", error->localizedDescription().c_str());
     }
-    void didFinishSuccessfully(const ZQREncoderControllerPtr&, bool, const ZQErrorPtr&) override {}
+    void didFinishSuccessfully(ZQREncoderController&, bool, const ZQErrorPtr&) override {}
     void didSetupMovieWriter(const ZQRMovieWriterControllerPtr&, const ZQDictionary&) override {}
     void didFinishSuccessfully(const ZQRMovieWriterControllerPtr&, bool successful,
                                const ZQErrorPtr&) override {

@@ -110,14 +110,13 @@ struct RecordingSession::Implementation final : ZQREncoderControllerDelegate,
     void report() const;
     Progress::State progress(const ZQRFramePtr& frame) const;
 
-    void hasFrameAvailable(const ZQREncoderControllerPtr&, const ZQRFramePtr& frame) override {
+    void hasFrameAvailable(ZQREncoderController&, const ZQRFramePtr& frame) override {
         for (const auto& output : outputs) output->addEncodedFrame(frame);
     }
-    void hasNonCriticalError(const ZQREncoderControllerPtr&, const ZQErrorPtr& error) override {
+    void hasNonCriticalError(ZQREncoderController&, const ZQErrorPtr& error) override {
         complain("Note: " + error->localizedDescription());
     }
-    void didFinishSuccessfully(const ZQREncoderControllerPtr&, bool success,
-                               const ZQErrorPtr& error) override {
+    void didFinishSuccessfully(ZQREncoderController&, bool success, const ZQErrorPtr& error) override {
         if (!success && error) encoderError.store(error);
     }
 
