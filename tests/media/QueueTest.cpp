@@ -290,6 +290,25 @@ TEST(SimpleQueue, TwoThreadsLoseNothingDoubleNothingAndKeepTheOrder) {
     }
 }
 
+TEST(SimpleQueue, AReaderThatIsAboutToSleepMissesNoElement) {
+    // Single elements go back and forth; pauses of changing length let an insert meet every stage of falling
+    // asleep.
+    const auto there = ZQRSimpleQueue::initWithCapacity(4, "there");
+    const auto back = ZQRSimpleQueue::initWithCapacity(4, "back");
+    constexpr int rounds = 30000;
+    std::thread mirror([&] {
+        for (int i = 0; i < rounds; ++i) ASSERT_TRUE(back->addElement(there->nextElement()));
+    });
+    auto e = element(1);
+    std::atomic<int> pause{0};
+    for (int i = 0; i < rounds; ++i) {
+        for (pause = i % 400; pause > 0;) --pause;
+        ASSERT_TRUE(there->addElement(std::move(e)));
+        e = back->nextElement();
+    }
+    mirror.join();
+}
+
 TEST(SimpleQueue, ASignalFromAThirdThreadAlwaysEndsTheWait) {
     LogCapture quiet(ZLGLevel::Off);
     for (int round = 0; round < 2000; ++round) {
