@@ -86,9 +86,14 @@ bool AssetReaderTrackOutput::Implementation::prepareSound(
     if (!detail::SoundSampleSource::canMake(audioFormat)) {
         return failWith(error, assetErrorDecodeFailed, "Sound is not made in this format.");
     }
+    // Coded sound fills its last packet beyond what a movie's edit shows.
+    const auto& tables = packets->container().tables();
+    const bool hasEnd = tables && !tables->isFragmented && track.start.isValid() && track.duration.isValid();
+    const MediaTime end = hasEnd ? track.start + track.duration : MediaTime::invalid();
     auto decoder = detail::Decoder::open(packets, static_cast<int>(track.index), error);
     if (decoder) {
-        source = std::make_unique<detail::SoundSampleSource>(std::move(decoder), track, audioFormat, start);
+        source =
+            std::make_unique<detail::SoundSampleSource>(std::move(decoder), track, audioFormat, start, end);
     }
     return source != nullptr;
 }

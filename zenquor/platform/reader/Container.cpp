@@ -80,6 +80,10 @@ Container::~Container() {
     avio_context_free(&io_);
 }
 
+bool Container::isMXF() const {
+    return std::strcmp(context_->iformat->name, "mxf") == 0;
+}
+
 std::int64_t Container::origin(const AVStream& stream) const {
     if (!(context_->iformat->flags & AVFMT_TS_DISCONT)) return 0;
     const AVStream* first = nullptr;

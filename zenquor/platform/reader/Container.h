@@ -33,6 +33,7 @@ public:
     const FileViewPtr& file() const { return file_; }
     /// The movie's own tables; null for other containers.
     const std::shared_ptr<const MovieTables>& tables() const { return tables_; }
+    bool isMXF() const;
     /// libav's time, in the stream's scale, of the programme's time 0: that of the first sample in containers
     /// whose clocks start anywhere.
     std::int64_t origin(const AVStream& stream) const;

@@ -26,6 +26,7 @@ public:
     std::int64_t presentationUnits(const AVFrame& frame, std::int64_t otherwise);
     /// A number of units of the stream as a time.
     MediaTime mediaTime(std::int64_t units);
+    bool isMXF() { return packets_->container().isMXF(); }
     std::int64_t origin() { return packets_->container().origin(stream()); }
     /// Set when the stream held packets and not one of them could be decoded, or when the disk failed.
     ZQErrorPtr error() const;

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
+#include <utility>
 
 namespace zenquor::platform::detail {
 
@@ -33,6 +35,10 @@ void FileView::limitTo(std::uint64_t size) {
 std::size_t FileView::read(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
     if (offset >= size_) return 0;
     const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), size_ - offset));
+    if (descriptor_ < 0) {
+        std::memcpy(bytes.data(), memory_.data() + offset, wanted);
+        return wanted;
+    }
     std::size_t done = 0;
     while (done < wanted) {
         const auto count =

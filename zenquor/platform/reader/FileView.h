@@ -19,6 +19,8 @@ class FileView {
 public:
     /// @return null when the file cannot be opened or is not a regular file; errno says why.
     static std::shared_ptr<FileView> open(const std::filesystem::path& url);
+    /// A view of bytes in memory.
+    static std::shared_ptr<FileView> wrapping(ZQData bytes);
     ~FileView();
     FileView(const FileView&) = delete;
     FileView& operator=(const FileView&) = delete;
@@ -36,7 +38,8 @@ public:
 private:
     FileView(int descriptor, std::uint64_t size) : descriptor_(descriptor), size_(size) {}
 
-    int descriptor_;
+    int descriptor_;  // below 0 for bytes in memory
+    ZQData memory_;
     std::uint64_t size_;
     mutable std::atomic<int> failure_{0};
 };

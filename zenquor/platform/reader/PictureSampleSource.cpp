@@ -10,7 +10,11 @@ namespace zenquor::platform::detail {
 
 PictureSampleSource::PictureSampleSource(std::unique_ptr<Decoder> decoder, AssetTrack track,
                                          FourCC pixelFormat, MediaTime start)
-    : decoder_(std::move(decoder)), track_(std::move(track)), start_(start), converter_(pixelFormat) {}
+    : decoder_(std::move(decoder)), track_(std::move(track)), start_(start), converter_(pixelFormat) {
+    // An MXF file has one picture in each edit unit; where pictures are reordered, libavformat takes the
+    // display times from an index that writers often get wrong.
+    countsPictures_ = decoder_->isMXF() && decoder_->stream().codecpar->video_delay > 0;
+}
 
 std::int64_t PictureSampleSource::durationOf(const AVFrame& frame) {
     constexpr std::int64_t longest = std::int64_t{1} << 40;
@@ -25,7 +29,9 @@ Libav<AVFrame> PictureSampleSource::nextTimedFrame() {
     if (ahead_) return std::move(ahead_);
     auto frame = decoder_->next();
     if (!frame) return nullptr;
-    frame->pts = decoder_->presentationUnits(*frame, nextUnits_);
+    const bool counts = countsPictures_ && hasFrame_;
+    frame->pts = counts ? nextUnits_ : decoder_->presentationUnits(*frame, nextUnits_);
+    hasFrame_ = true;
     nextUnits_ = frame->pts + durationOf(*frame);
     return frame;
 }

@@ -31,6 +31,8 @@ private:
     AssetTrack track_;
     MediaTime start_;
     FrameConverter converter_;
+    bool countsPictures_;  // the file's times are not those of the display
+    bool hasFrame_ = false;
     bool hasBegun_ = false;
     Libav<AVFrame> ahead_;        // decoded in search of the first picture
     std::int64_t nextUnits_ = 0;  // where the next frame is expected, in units of the stream

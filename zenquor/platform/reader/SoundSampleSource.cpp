@@ -40,8 +40,9 @@ void writeSamples(const std::int32_t* samples, std::size_t count, std::uint32_t 
 }  // namespace
 
 SoundSampleSource::SoundSampleSource(std::unique_ptr<Decoder> decoder, AssetTrack track,
-                                     const AudioStreamBasicDescription& format, MediaTime start)
-    : decoder_(std::move(decoder)), track_(std::move(track)), start_(start), format_(format) {
+                                     const AudioStreamBasicDescription& format, MediaTime start,
+                                     MediaTime end)
+    : decoder_(std::move(decoder)), track_(std::move(track)), start_(start), end_(end), format_(format) {
     const auto& source = track_.formatDescription->audioFormat()->description;
     channels_ = std::clamp<std::uint32_t>(source.channelsPerFrame, 1, largestChannelCount);
     rate_ = static_cast<std::uint32_t>(source.sampleRate);
@@ -125,17 +126,15 @@ bool SoundSampleSource::convert(const AVFrame& frame) {
     return true;
 }
 
-/// How many of the frame's samples are over before the start.
-std::size_t SoundSampleSource::framesBeforeStart(const AVFrame& frame, std::size_t count) {
+/// How many of the frame's samples are over before @p limit.
+std::size_t SoundSampleSource::framesBefore(MediaTime limit, const AVFrame& frame, std::size_t count) {
     const MediaTime time = decoder_->mediaTime(frame.pts);
-    if (!start_.isValid() || !time.isValid() || time >= start_) return 0;
-    // In a scale of both, whole samples that end at or before the start.
-    const MediaTime rest = (start_ - time).converted(static_cast<std::int32_t>(rate_));
-    auto skipped = static_cast<std::uint64_t>(std::max<std::int64_t>(rest.value, 0));
-    // Rounding may have gone past the start.
-    const MediaTime after = MediaTime{static_cast<std::int64_t>(skipped), static_cast<std::int32_t>(rate_)};
-    if (skipped > 0 && after > start_ - time) --skipped;
-    return static_cast<std::size_t>(std::min<std::uint64_t>(skipped, count));
+    if (!limit.isValid() || !time.isValid() || time >= limit) return 0;
+    const MediaTime rest = limit - time;
+    std::int64_t whole = rest.converted(static_cast<std::int32_t>(rate_)).value;
+    // Rounding may have gone past the limit.
+    if (MediaTime{whole, static_cast<std::int32_t>(rate_)} > rest) --whole;
+    return static_cast<std::size_t>(std::clamp<std::int64_t>(whole, 0, static_cast<std::int64_t>(count)));
 }
 
 SampleBufferPtr SoundSampleSource::sampleBuffer(std::size_t firstFrame, std::size_t frames,
@@ -168,9 +167,10 @@ SampleBufferPtr SoundSampleSource::next() {
                      av_rescale_q(lasts, {1, std::max(frame->sample_rate, 1)}, decoder_->stream().time_base);
         if (!convert(*frame)) continue;
         const std::size_t count = samples_.size() / channels_;
-        const std::size_t skipped = framesBeforeStart(*frame, count);
-        if (skipped == count) continue;
-        if (auto sample = sampleBuffer(skipped, count - skipped, frame->pts)) return sample;
+        const std::size_t skipped = framesBefore(start_, *frame, count);
+        const std::size_t kept = end_.isValid() ? framesBefore(end_, *frame, count) : count;
+        if (skipped >= kept) continue;
+        if (auto sample = sampleBuffer(skipped, kept - skipped, frame->pts)) return sample;
     }
     return nullptr;
 }

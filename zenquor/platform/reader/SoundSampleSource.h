@@ -20,8 +20,9 @@ namespace zenquor::platform::detail {
 /// compressed sound give floating point, which is rounded.
 class SoundSampleSource final : public SampleSource {
 public:
+    /// @param end  sound from there on is left out; invalid for no end but the file's.
     SoundSampleSource(std::unique_ptr<Decoder> decoder, AssetTrack track,
-                      const AudioStreamBasicDescription& format, MediaTime start);
+                      const AudioStreamBasicDescription& format, MediaTime start, MediaTime end);
     ~SoundSampleSource() override;
 
     /// Whether a format is one that forAudio() promises.
@@ -32,12 +33,13 @@ public:
 private:
     bool convert(const AVFrame& frame);
     bool prepare(const AVFrame& frame);
-    std::size_t framesBeforeStart(const AVFrame& frame, std::size_t count);
+    std::size_t framesBefore(MediaTime limit, const AVFrame& frame, std::size_t count);
     SampleBufferPtr sampleBuffer(std::size_t firstFrame, std::size_t frames, std::int64_t units);
 
     std::unique_ptr<Decoder> decoder_;
     AssetTrack track_;
     MediaTime start_;
+    MediaTime end_;
     FormatDescriptionPtr description_;
     AudioStreamBasicDescription format_;
     std::uint32_t channels_;
