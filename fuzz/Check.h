@@ -5,10 +5,10 @@
 #include <cstdlib>
 
 /// Stops the run with the text of the promise, so that the fuzzer keeps the input.
-#define FUZZ_CHECK(promise)                                         \
-    do {                                                            \
-        if (!(promise)) {                                           \
-            std::fprintf(stderr, "broken promise: " #promise "\n"); \
-            std::abort();                                           \
-        }                                                           \
+#define FUZZ_CHECK(promise)                                       \
+    do {                                                          \
+        if (!(promise)) {                                         \
+            std::fputs("broken promise: " #promise "\n", stderr); \
+            std::abort();                                         \
+        }                                                         \
     } while (false)
