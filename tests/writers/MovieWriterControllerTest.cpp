@@ -421,8 +421,7 @@ TEST_F(MovieWriterControllerTest, TakesFramesOfThreeThreadsWithoutLosingOne) {
     std::thread encoder([&] {
         for (int i = 0; i < frames; ++i) {
             raw.acquire();
-            EXPECT_TRUE(controller->addEncodedFrame(
-                frame(i, lastIf(i == frames - 1), i % 12 ? 3 : 1)));
+            EXPECT_TRUE(controller->addEncodedFrame(frame(i, lastIf(i == frames - 1), i % 12 ? 3 : 1)));
         }
     });
     for (int i = 0; i < frames; ++i) {

@@ -39,7 +39,9 @@ public:
     std::uint32_t videoHeight() const override { return picture ? picture->height() : 0; }
     std::size_t videoRowBytes() const override { return picture ? picture->bytesPerRow() : 0; }
     FourCC videoPixelFormat() const override { return picture ? picture->pixelFormat() : 0; }
-    std::optional<ZQData> videoData() const override { return std::nullopt; }
+    std::optional<ZQData> videoData() const override {
+        return picture ? std::optional(picture->data()) : std::nullopt;
+    }
     const std::uint8_t* videoDataPointer() const override { return nullptr; }
     platform::PixelBufferPtr videoPixelBuffer() const override { return picture; }
     std::uint64_t frameID() const override { return 0; }
