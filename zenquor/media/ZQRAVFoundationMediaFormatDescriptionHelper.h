@@ -28,7 +28,7 @@ public:
         const ZQRVideoPropertiesPtr& properties);
     /// @param properties        null gives a description with channel and byte counts only.
     /// @param channelsPerTrack  channels of each audio track, two bytes a sample for 16-bit audio, otherwise
-    /// three.
+    ///                          three.
     static platform::FormatDescriptionPtr createAudioFormatDescriptionWithAudioProperties(
         const ZQRAudioPropertiesPtr& properties, std::uint32_t channelsPerTrack);
     /// @param reelID         the reel, UTF-8.

@@ -31,11 +31,10 @@ enum ZQRFrameStatus : std::uint32_t {
 ///
 /// Lifecycle:     filled by its maker, then shared; encoders attach their results, nothing else changes.
 /// Thread-safety: several writers read a frame at once while encoders attach to it: an implementation guards
-/// the
-///                helpers, the status and the packet list. Everything else is fixed before the frame is
+///                the helpers, the status and the packet list. Everything else is fixed before the frame is
 ///                shared.
 /// Ownership:     each queue that holds a frame holds one reference; bytes and pictures share the frame's
-/// memory.
+///                memory.
 class ZQRFrame : public ZQObject {
 public:
     /// Interleaved samples of all channels, little-endian: 16-bit, or 24 bits high-aligned in 32. Nothing

@@ -37,8 +37,7 @@ enum ZQRSimpleQueueError : int {
 ///
 /// Thread-safety: One producer (addElement), one consumer (nextElement). Everything else from any thread.
 /// Ownership:     each element's reference rides in the queue and leaves with nextElement(); what is left is
-/// let go
-///                on destruction.
+///                let go on destruction.
 class ZQRSimpleQueue : public ZQObject {
 public:
     /// @param capacity  elements, at most 2^32 − 1; a queue of 0 is always full.

@@ -17,8 +17,7 @@ namespace zenquor::detail {
 /// the producer wakes it through the semaphore only when it sees the flag.
 ///
 /// Thread-safety: One producer (push, wakeConsumer, countIsAtLeast), one consumer (take, tryTake); signal()
-/// and
-///                count() from any thread.
+///                and count() from any thread.
 class ElementRing final {
 public:
     using Element = std::shared_ptr<void>;
