@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "Check.h"
 #include "zenquor/core/ZLGHandle.h"
 #include "zenquor/host/ZHLSidecarProperties.h"
 #include "zenquor/sidecar/ZQRSRTSidecar.h"
@@ -19,8 +20,8 @@ class MemoryFile {
 public:
     explicit MemoryFile(std::span<const std::uint8_t> content)
         : descriptor_(memfd_create("srt", MFD_CLOEXEC)) {
-        if (write(descriptor_, content.data(), content.size()) != static_cast<ssize_t>(content.size()))
-            __builtin_trap();
+        FUZZ_CHECK(write(descriptor_, content.data(), content.size()) ==
+                   static_cast<ssize_t>(content.size()));
     }
     ~MemoryFile() { close(descriptor_); }
     std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
@@ -46,18 +47,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     [[maybe_unused]] static const auto quiet = ZLGGetHandle().setSink([](ZLGLevel, std::string_view) {});
     const MemoryFile file({data + 1, size - 1});
     const auto sidecar = ZQRSRTSidecar::initForReadingWithURL(file.path(), propertiesFrom(data[0]));
-    if (!sidecar->valid()) __builtin_trap();
+    FUZZ_CHECK(sidecar->valid());
     const auto writer = ZQRSRTSidecar::initForWritingWithURL("/dev/null");
     std::size_t reported = 0;
     for (const auto& block : sidecar->subtitleBlocks()) {
-        if (!writer->writeBlock(*block)) __builtin_trap();
+        FUZZ_CHECK(writer->writeBlock(*block));
         for (const auto& line : block->lines()) {
             block->enumerateFormattingForLine(line, [&](const ZQRSubtitleFormatting&, std::size_t index,
                                                         std::size_t) { reported += index; });
         }
         auto frame = block->timecodeIn().addingFrames(-2);
         for (int i = 0; i < 5; ++i, frame.addFrames(1)) {
-            if (sidecar->vancPacketsAtTimecode(frame).size() != 1) __builtin_trap();
+            FUZZ_CHECK(sidecar->vancPacketsAtTimecode(frame).size() == 1);
         }
     }
     return 0;

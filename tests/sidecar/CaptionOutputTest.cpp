@@ -15,6 +15,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using Pairs = std::vector<std::uint16_t>;
 
+/// The output logs every frame; the tests' own report shall be readable.
+[[maybe_unused]] const ZLGLevel levelBefore = ZLGGetHandle().setLevel(ZLGLevel::Error);
+
 struct Player {
     explicit Player(const ZQDictionary& properties)
         : sidecar(ZQRSubtitleSidecar::initWithProperties(properties)) {

@@ -1,6 +1,8 @@
 // Wrapping, merging and colour runs of subtitle blocks.
 #include "zenquor/sidecar/ZQRSubtitleBlock.h"
 
+#include <set>
+
 #include "sidecar/Support.h"
 
 namespace zenquor {
@@ -171,9 +173,14 @@ TEST(SubtitleBlock, PoppingWithoutAnOpenRunAndNestingWithoutEndAreLogged) {
         ElementsAre("ZQRSubtitleBlock requested to pop formatting type 0 with empty stack at position 5"));
     log.lines.clear();
     for (std::uint32_t i = 0; i < 40; ++i)
-        block->pushFormatting(ZQRSubtitleFormatting::formatting(0, "c", {i, 0}));
+        block->pushFormatting(ZQRSubtitleFormatting::formatting(0, std::to_string(i), {i, 0}));
     block->popAllFormattingAtPosition(100);
-    EXPECT_EQ(log.lines.size(), 40 - ZQRSubtitleBlock::maximumNestedRuns);
+    EXPECT_THAT(log.lines, ElementsAre(HasSubstr("nested too deep")));
+    std::set<std::string> colours;
+    block->enumerateFormattingForLine(block->lines()[0], [&](const ZQRSubtitleFormatting& run, std::size_t,
+                                                             std::size_t) { colours.insert(run.colour()); });
+    EXPECT_EQ(colours.size(), ZQRSubtitleBlock::maximumNestedRuns);
+    EXPECT_TRUE(colours.count("0") == 1 && colours.count("32") == 0);
 }
 
 TEST(SubtitleBlock, DescribesItself) {

@@ -24,11 +24,8 @@ std::string errorText(int error) {
     return std::generic_category().message(error);
 }
 
-/// ASCII, as most lines are, needs no second look.
-std::string wellFormed(std::string line) {
-    const bool isASCII =
-        std::all_of(line.begin(), line.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
-    return isASCII ? line : utf8FromUTF16(utf16FromUTF8(line));
+bool isASCII(std::string_view line) {
+    return std::all_of(line.begin(), line.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
 }
 
 }  // namespace
@@ -100,9 +97,21 @@ std::optional<std::string> ZQRSidecarInputFile::readLine() {
     for (;;) {
         std::string line;
         const bool hasEnd = readRawLine(line);
-        if (isValidLine(line)) return wellFormed(std::move(line));
+        if (isValidLine(line)) return decoded(std::move(line));
         if (!hasEnd) return std::nullopt;
     }
+}
+
+std::string ZQRSidecarInputFile::decoded(std::string line) {
+    if (isASCII(line)) return line;
+    std::string text = utf8FromUTF16(utf16FromUTF8(line));
+    if (text != line && !loggedIllFormed_) {
+        ZLGGetHandle().error(
+            "ZQRSidecarInputFile {}: line {} of {} is not UTF-8, what is unreadable is replaced", *this,
+            line_, url_.string());
+        loggedIllFormed_ = true;
+    }
+    return text;
 }
 
 bool ZQRSidecarInputFile::readRawLine(std::string& line) {

@@ -31,7 +31,8 @@ public:
     ~ZQRSidecarInputFile() override;
 
     bool isOpen() const { return descriptor_ >= 0; }
-    /// The next line that counts, without its end, as well-formed UTF-8: ill-formed parts become U+FFFD.
+    /// The next line that counts, without its end, as well-formed UTF-8: ill-formed parts become U+FFFD,
+    /// which is logged once.
     /// @return nothing at the end; while empty lines are not skipped, an empty line every time.
     std::optional<std::string> readLine();
     /// Reads bytes as they are, from where the last read ended.
@@ -51,6 +52,7 @@ private:
     void open();
     bool fill();
     void skipByteOrderMark();
+    std::string decoded(std::string line);
     bool readRawLine(std::string& line);
     void append(std::string& line, std::size_t count);
     bool isValidLine(const std::string& line) const;
@@ -62,6 +64,7 @@ private:
     bool skipEmptyLines_ = true;
     bool started_ = false;
     bool loggedLongLine_ = false;
+    bool loggedIllFormed_ = false;
     bool failed_ = false;
     std::int32_t line_ = -1;
     std::vector<char> buffer_;

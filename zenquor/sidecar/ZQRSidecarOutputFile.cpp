@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <limits>
+#include <new>
 #include <string>
 #include <system_error>
 
@@ -48,8 +49,13 @@ void ZQRSidecarOutputFile::close() {
 }
 
 bool ZQRSidecarOutputFile::writeLine(std::string_view text, std::string_view newline, int newlines) {
-    std::string bytes(text);
-    for (int i = 0; i < newlines; ++i) bytes += newline;
+    std::string bytes;
+    try {
+        bytes = text;
+        for (int i = 0; i < newlines; ++i) bytes += newline;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
     if (line_ < std::numeric_limits<std::int32_t>::max()) ++line_;
     return writeAll(bytes);
 }

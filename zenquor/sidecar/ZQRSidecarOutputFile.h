@@ -30,7 +30,7 @@ public:
     bool writeLine(std::string_view text, std::string_view newline, int newlines);
     void close();
 
-    /// How many times writeLine() was called.
+    /// How many times writeLine() was called; a line too big for memory does not count.
     std::int32_t line() const { return line_; }
 
 private:

@@ -12,8 +12,11 @@ namespace {
 
 constexpr char16_t doubleHeightCode = 0x0D;
 
+/// Looks no further into the first line than any screen reaches: merging asks this again for every block.
 bool isDoubleHeight(const ZQRSubtitleLineList& lines) {
-    return !lines.empty() && lines.front()->containsCharacter(doubleHeightCode);
+    if (lines.empty()) return false;
+    const auto start = std::u16string_view(lines.front()->string()).substr(0, ZQRSubtitleBlock::maximumCarry);
+    return start.find(doubleHeightCode) != std::u16string_view::npos;
 }
 
 /// How many code units stand in the lines before @p line; nothing when it is not one of them.
@@ -137,8 +140,11 @@ void ZQRSubtitleBlock::popFormatting(std::int32_t type, std::size_t position) {
     const ZQRSubtitleFormattingPtr formatting = std::move(stack.back());
     stack.pop_back();
     if (stack.size() >= maximumNestedRuns) {
-        ZLGGetHandle().error("ZQRSubtitleBlock {}: runs are nested too deep, one at position {} is lost",
-                             *this, formatting->range().location);
+        if (!loggedNesting_) {
+            ZLGGetHandle().error("ZQRSubtitleBlock {}: runs are nested too deep, the innermost are lost",
+                                 *this);
+        }
+        loggedNesting_ = true;
         return;
     }
     const std::uint32_t location = formatting->range().location;

@@ -29,9 +29,9 @@ public:
     /// Runs opened inside this many others are not kept: no picture shows them, and a hostile file could nest
     /// them without end.
     static constexpr std::size_t maximumNestedRuns = 32;
-    /// Text carried from line to line while wrapping is cut to this many code units, many times what a screen
-    /// holds.
-    static constexpr std::size_t maximumCarry = 8192;
+    /// Text carried from line to line while wrapping is cut to this many code units, twice what a
+    /// screen holds.
+    static constexpr std::size_t maximumCarry = 2048;
 
     /// Called with a run, the character's index in the line and its offset into the run.
     using FormattingBlock =
@@ -106,6 +106,7 @@ private:
 
     std::map<std::int32_t, FormattingList> formatting_;
     std::map<std::int32_t, FormattingList> formattingStack_;
+    bool loggedNesting_ = false;
     std::int32_t subtitleNumber_ = 0;
     std::int32_t verticalPosition_ = 0;
     std::int32_t justification_ = Unchanged;

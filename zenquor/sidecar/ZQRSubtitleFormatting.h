@@ -19,8 +19,8 @@ class ZQRSubtitleFormatting final : public ZQObject {
 public:
     static constexpr std::int32_t typeColour = 0;
 
-    /// UTF-16 code units.
-    struct Range {
+    /// UTF-16 code units. Aligned so that the pair is read and written in one go.
+    struct alignas(8) Range {
         std::uint32_t location = 0;
         std::uint32_t length = 0;
         friend constexpr bool operator==(const Range&, const Range&) = default;
