@@ -68,6 +68,8 @@ protected:
         int container = 2;
         const char* codec = "v210";
         std::string name = "clip";
+        int cacheMask = 0;
+        bool alignedHigh = false;
     };
     void make(const Setup& setup) {
         auto preset = ZHLIngestCapturePreset::capturePreset();
@@ -81,9 +83,11 @@ protected:
         audio->setAudioAlignment(setup.alignment);
         audio->setAudioFormatFlagIsSignedInteger(true);
         audio->setAudioFormatFlagIsBigEndian(setup.bigEndian);
+        audio->setAudioFormatFlagIsAlignedHigh(setup.alignedHigh);
         writer = ZQRAVFoundationWriter::initWithVideoProperties(
             ZQRVideoProperties::initWithCapturePreset(preset), audio,
-            {{ZQRMovieWriterOptionContainer, setup.container}, {ZQRMovieWriterOptionCacheMask, 1}});
+            {{ZQRMovieWriterOptionContainer, setup.container},
+             {ZQRMovieWriterOptionCacheMask, setup.cacheMask}});
         writer->setMovieWriterID("V1");
         writer->setSeparatorString("-");
         writer->setLength(0, (folder / setup.name).string(), "REEL7");
@@ -336,6 +340,52 @@ TEST_F(AVFoundationWriterTest, MarksDependentPicturesOfBareBytes) {
     const Movie movie = finish();
     EXPECT_EQ(movie.tracksOf("vide").at(0)->entry, "xdvc");
     EXPECT_THAT(movie.tracksOf("vide").at(0)->syncSamples, ElementsAre(1, 4));
+}
+
+TEST_F(AVFoundationWriterTest, EncodesH264WithOneStereoTrackOfAAC) {
+    Setup setup;
+    setup.codec = "avc1";
+    setup.alignedHigh = true;
+    setup.cacheMask = 1;
+    make(setup);
+    test::LogEar log;
+    for (int i = 0; i < 15; ++i) {
+        auto made = frame(i);
+        ASSERT_EQ(platform::PixelBuffer::create(width, height, platform::pixelFormat2vuy, made->picture),
+                  platform::noErr);
+        std::fill_n(made->picture->mutableBaseAddress(), made->picture->dataSize(),
+                    static_cast<std::uint8_t>(64 + i));
+        write(made);
+    }
+    const Movie movie = finish();
+    const auto video = movie.tracksOf("vide"), audio = movie.tracksOf("soun");
+    ASSERT_EQ(video.size(), 1u);
+    EXPECT_EQ(video[0]->entry, "avc1");
+    EXPECT_EQ(video[0]->samples.size(), 15u);
+    EXPECT_EQ(readBE32(video[0]->entryBytes.data() + 24), 480u << 16 | 272u) << "the default size";
+    ASSERT_EQ(audio.size(), 1u);
+    EXPECT_EQ(audio[0]->entry, "mp4a");
+    EXPECT_GE(audio[0]->samples.size(), 15 * samplesPerFrame / 1024);
+    EXPECT_EQ(movie.tracksOf("tmcd").at(0)->samples.size(), 15u);
+    EXPECT_EQ(
+        log.count(
+            "ZQRAVFoundationWriter: Will NOT disable UBC. May have negative effects on fallbacks, in case "
+            "something goes wrong"),
+        1);
+}
+
+TEST_F(AVFoundationWriterTest, TellsWhenATimedRecordingIsFullAndStallsOnDemand) {
+    make({});
+    writer->setFramesLeftToRecord(2);
+    writer->setCountdownToStall(1);
+    writer->setCountdownCounter(0);
+    test::LogEar log;
+    for (int i = 0; i < 3; ++i) write(frame(i));
+    EXPECT_EQ(log.count("is full. Please close"), 1);
+    EXPECT_EQ(log.count("ZQRAVFoundationWriter: Will block writing for 0 seconds"), 1);
+    EXPECT_EQ(log.count("ZQRAVFoundationWriter: Will CONTINUE writing"), 1);
+    EXPECT_EQ(writer->countdownToStall(), -1);
+    finish();
 }
 
 TEST_F(AVFoundationWriterTest, FailsAFrameWithoutCodedDataAndOneThatComesTooLate) {

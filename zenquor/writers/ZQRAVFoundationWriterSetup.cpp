@@ -47,6 +47,7 @@ bool equalIgnoringCase(std::string_view a, std::string_view b) {
 /// The path with exactly one @p extension, and the start timecode where its name asks for it.
 std::filesystem::path finalPath(const std::filesystem::path& url, std::string_view extension,
                                 const std::string& timecode) {
+    if (!url.has_filename()) return url;
     std::string name =
         (equalIgnoringCase(url.extension().string(), extension) ? url.stem() : url.filename()).string();
     for (auto at = name.find(startTimecodeMark); at != std::string::npos; at = name.find(startTimecodeMark)) {
