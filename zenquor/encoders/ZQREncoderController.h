@@ -25,7 +25,8 @@ class ZQREncoderController;
 
 /// Whom a controller tells of its frames and of its end.
 ///
-/// Thread-safety: calls come on the encoding thread, or on one of the encoder's own when it delivers asynchronously.
+/// Thread-safety: calls come on the encoding thread, or on one of the encoder's own when it delivers
+///                asynchronously.
 class ZQREncoderControllerDelegate {
 public:
     virtual ~ZQREncoderControllerDelegate() = default;
@@ -33,16 +34,19 @@ public:
     virtual void hasFrameAvailable(ZQREncoderController& controller, const ZQRFramePtr& frame) = 0;
     virtual void hasNonCriticalError(ZQREncoderController& controller, const ZQErrorPtr& error) = 0;
     /// The last call of a run. @param error  null when @p success.
-    virtual void didFinishSuccessfully(ZQREncoderController& controller, bool success, const ZQErrorPtr& error) = 0;
+    virtual void didFinishSuccessfully(ZQREncoderController& controller, bool success,
+                                       const ZQErrorPtr& error) = 0;
 };
 
-/// Queues raw frames, never making their producer wait, and feeds them one by one to an encoder that it chooses by the
-/// first frame.
+/// Queues raw frames, never making their producer wait, and feeds them one by one to an encoder that it
+/// chooses by the first frame.
 ///
-/// Lifecycle:     create; set controllerID, capturePreset and delegate; start(); encodeFrame() for each frame; the run
-///                ends with a frame of status 2 or 4, with shutdown(), or with the first frame that fails.
+/// Lifecycle:     create; set controllerID, capturePreset and delegate; start(); encodeFrame() for each
+///                frame; the run ends with a frame of status 2 or 4, with shutdown(), or with the first frame
+///                that fails.
 /// Thread-safety: One producer (encodeFrame, shutdown); properties and counters from anywhere.
-/// Ownership:     holds frames while they are queued; the delegate weakly. The encoding thread holds the controller.
+/// Ownership:     holds frames while they are queued; the delegate weakly. The encoding thread holds the
+///                controller.
 class ZQREncoderController final : public ZQObject,
                                    public ZQRVideoEncoderProtocolDelegate,
                                    public std::enable_shared_from_this<ZQREncoderController> {
@@ -54,8 +58,8 @@ public:
     static constexpr int shutdownPollMilliseconds = 1000;
 
     /// @param fifoCapacity  frames that may wait; the queue has room for 25 more.
-    static std::shared_ptr<ZQREncoderController> initWithVideoProperties(ZQRVideoPropertiesPtr videoProperties,
-                                                                         std::int64_t fifoCapacity);
+    static std::shared_ptr<ZQREncoderController> initWithVideoProperties(
+        ZQRVideoPropertiesPtr videoProperties, std::int64_t fifoCapacity);
     ~ZQREncoderController() override;
 
     /// Starts the encoding thread; the second clears a failed state as well. For once.
@@ -63,8 +67,8 @@ public:
     void startEncoding();
 
     /// Queues a frame; the first one chooses the encoder.
-    /// @return false with -70001 when there is no encoder for the codec or an earlier frame failed, with the queue's
-    ///         error when it is full.
+    /// @return false with -70001 when there is no encoder for the codec or an earlier frame failed, with the
+    /// queue's error when it is full.
     bool encodeFrame(const ZQRFramePtr& frame, ZQErrorPtr* error = nullptr);
     /// Chooses and makes the encoder for frames like @p frame. @return false with -70001 when there is none.
     bool setupEncoderWithFrame(const ZQRFramePtr& frame, ZQErrorPtr* error = nullptr);
@@ -73,10 +77,11 @@ public:
     /// Logs when not every frame that was submitted has come back.
     void checkEncodedBalance() const;
 
-    /// Ends the run and waits for the encoding thread, however long it takes. The second call does nothing; so does the
-    /// first when the thread never started. Not from a delegate call.
+    /// Ends the run and waits for the encoding thread, however long it takes. The second call does nothing;
+    /// so does the first when the thread never started. Not from a delegate call.
     void shutdown();
-    /// The waiting of shutdown(): 100 ms, then an end-dummy frame, then 1 s, then a cancelled @p thread and 1 s a round.
+    /// The waiting of shutdown(): 100 ms, then an end-dummy frame, then 1 s, then a cancelled @p thread and 1
+    /// s a round.
     void cancelAndWaitForTerminationOnThread(NamedThread& thread);
 
     /// Appends the queue's diagnostics.
@@ -91,9 +96,13 @@ public:
     ZQRVideoEncoderPtr encoder() const { return encoder_.load(); }
     void setEncoder(ZQRVideoEncoderPtr encoder) { encoder_.store(std::move(encoder)); }
     std::shared_ptr<ZQREncoderControllerDelegate> delegate() const { return delegate_.load().lock(); }
-    void setDelegate(std::weak_ptr<ZQREncoderControllerDelegate> delegate) { delegate_.store(std::move(delegate)); }
+    void setDelegate(std::weak_ptr<ZQREncoderControllerDelegate> delegate) {
+        delegate_.store(std::move(delegate));
+    }
     ZQRVideoPropertiesPtr videoProperties() const { return videoProperties_.load(); }
-    void setVideoProperties(ZQRVideoPropertiesPtr properties) { videoProperties_.store(std::move(properties)); }
+    void setVideoProperties(ZQRVideoPropertiesPtr properties) {
+        videoProperties_.store(std::move(properties));
+    }
     /// One character; the key under which encoders attach their results.
     std::string controllerID() const { return controllerID_.load(); }
     void setControllerID(std::string identifier) { controllerID_.store(std::move(identifier)); }

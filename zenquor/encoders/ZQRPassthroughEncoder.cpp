@@ -9,23 +9,26 @@ namespace zenquor {
 std::shared_ptr<ZQRPassthroughEncoder> ZQRPassthroughEncoder::initWithVideoProperties(
     ZQRVideoPropertiesPtr videoProperties, ZQRVideoEncoderCallback callback,
     ZQRVideoEncoderCallbackContext callbackContext, std::int64_t) {
-    return std::shared_ptr<ZQRPassthroughEncoder>(
-        new ZQRPassthroughEncoder(std::move(videoProperties), std::move(callback), std::move(callbackContext)));
+    return std::shared_ptr<ZQRPassthroughEncoder>(new ZQRPassthroughEncoder(
+        std::move(videoProperties), std::move(callback), std::move(callbackContext)));
 }
 
-ZQRPassthroughEncoder::ZQRPassthroughEncoder(ZQRVideoPropertiesPtr videoProperties, ZQRVideoEncoderCallback callback,
+ZQRPassthroughEncoder::ZQRPassthroughEncoder(ZQRVideoPropertiesPtr videoProperties,
+                                             ZQRVideoEncoderCallback callback,
                                              ZQRVideoEncoderCallbackContext callbackContext)
-    : VideoEncoderBase(std::move(videoProperties), std::move(callback), std::move(callbackContext)),
+    : ZQRVideoEncoder(std::move(videoProperties), std::move(callback), std::move(callbackContext)),
       workQueue_(fmt::format("{}.encoder.uncompressed", identifierPrefix)) {}
 
 bool ZQRPassthroughEncoder::encodeFrame(const ZQRFramePtr& frame, ZQErrorPtr* error) {
     const std::int32_t current = state();
     if (!frame || (current != ZQRVideoEncoderStateReady && current != ZQRVideoEncoderStateEncoding)) {
-        return fail(error, ZQError::errorWithDomain(
-                               ZQRVideoEncoderErrorDomain, ZQRVideoEncoderErrorWrongState,
-                               fmt::format("ZQRPassthroughEncoder tried to push a frame into encoder while its state is {}",
-                                           current),
-                               ZQError::encodingError()));
+        return fail(
+            error,
+            ZQError::errorWithDomain(
+                ZQRVideoEncoderErrorDomain, ZQRVideoEncoderErrorWrongState,
+                fmt::format("ZQRPassthroughEncoder tried to push a frame into encoder while its state is {}",
+                            current),
+                ZQError::encodingError()));
     }
     const ZQRFrameStorePtr store = ZQRFrameStore::helperWithData(frame->videoData());
     store->setAudioData(audioOfFrame(frame));
@@ -38,6 +41,8 @@ bool ZQRPassthroughEncoder::encodeFrame(const ZQRFramePtr& frame, ZQErrorPtr* er
     return true;
 }
 
-void ZQRPassthroughEncoder::finishEncoding() { changeState(ZQRVideoEncoderStateFinished); }
+void ZQRPassthroughEncoder::finishEncoding() {
+    changeState(ZQRVideoEncoderStateFinished);
+}
 
 }  // namespace zenquor

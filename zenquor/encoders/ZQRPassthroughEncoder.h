@@ -4,15 +4,15 @@
 #include <cstddef>
 
 #include "zenquor/core/SerialQueue.h"
-#include "zenquor/encoders/detail/VideoEncoderBase.h"
+#include "zenquor/encoders/ZQRVideoEncoder.h"
 
 namespace zenquor {
 
-/// Hands each frame's picture on as it is: the bytes are shared, not copied, and the callback runs before encodeFrame()
-/// returns.
+/// Hands each frame's picture on as it is: the bytes are shared, not copied, and the callback runs before
+/// encodeFrame() returns.
 ///
 /// Thread-safety: as ZQRVideoEncoderProtocol.
-class ZQRPassthroughEncoder final : public detail::VideoEncoderBase {
+class ZQRPassthroughEncoder final : public ZQRVideoEncoder {
 public:
     /// @param fifoCapacity  not used: nothing is ever pending.
     static std::shared_ptr<ZQRPassthroughEncoder> initWithVideoProperties(
@@ -24,7 +24,9 @@ public:
     void finishEncoding() override;
     /// For a host that ends a run from outside: 2 makes the controller finish.
     void setState(std::int32_t state) { changeState(state); }
-    void setVideoProperties(ZQRVideoPropertiesPtr properties) { changeVideoProperties(std::move(properties)); }
+    void setVideoProperties(ZQRVideoPropertiesPtr properties) {
+        changeVideoProperties(std::move(properties));
+    }
 
     /// There is no queue: -1, 0 and 0.
     std::int64_t totalCapacity() const { return -1; }

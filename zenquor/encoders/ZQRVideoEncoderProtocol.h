@@ -42,22 +42,23 @@ public:
     virtual ~ZQRVideoEncoderProtocolDelegate() = default;
     virtual void videoEncoderDidReachFrameLimit(ZQRVideoEncoderProtocol& encoder) = 0;
     /// @param error  null when @p success.
-    virtual void didFinishSuccessfully(ZQRVideoEncoderProtocol& encoder, bool success, const ZQErrorPtr& error) = 0;
+    virtual void didFinishSuccessfully(ZQRVideoEncoderProtocol& encoder, bool success,
+                                       const ZQErrorPtr& error) = 0;
 };
 
 /// Whatever belongs to a callback; held weakly, so that an encoder never keeps its owner alive.
 using ZQRVideoEncoderCallbackContext = std::weak_ptr<void>;
 
-/// Called once per output frame, after the output has been attached to the frame as a ZQRFrameStore under the encoder's
-/// name; on the thread that encodes or on one of the encoder's own.
+/// Called once per output frame, after the output has been attached to the frame as a ZQRFrameStore under the
+/// encoder's name; on the thread that encodes or on one of the encoder's own.
 /// @param context  null when what the encoder was given is gone.
 using ZQRVideoEncoderCallback = std::function<void(ZQRVideoEncoderProtocol& encoder, const ZQRFramePtr& frame,
                                                    const std::shared_ptr<void>& context)>;
 
 /// A video encoder: frames in, the same frames out with their coded pictures attached, in coding order.
 ///
-/// Lifecycle:     made by initWithVideoProperties() of its class; name and delegate set; encodeFrame() for each frame;
-///                finishEncoding() once.
+/// Lifecycle:     made by initWithVideoProperties() of its class; name and delegate set; encodeFrame() for
+///                each frame; finishEncoding() once.
 /// Thread-safety: encodeFrame() and finishEncoding() one thread at a time; everything else Safe.
 /// Ownership:     holds each frame until it has been passed to the callback; the delegate weakly.
 class ZQRVideoEncoderProtocol : public ZQObject {

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "zenquor/core/ZQValue.h"
-#include "zenquor/encoders/detail/VideoEncoderBase.h"
+#include "zenquor/encoders/ZQRVideoEncoder.h"
 #include "zenquor/platform/CompressionSession.h"
 #include "zenquor/platform/MediaTime.h"
 #include "zenquor/platform/PixelBufferPool.h"
@@ -16,13 +16,13 @@
 
 namespace zenquor {
 
-/// Encodes with a compression session, which is made for the first frame: hardware first for H.264 and HEVC, software
-/// otherwise. Samples may come back in another order than the frames went in; audio, timecode and captions stay in the
-/// order in which they went in.
+/// Encodes with a compression session, which is made for the first frame: hardware first for H.264 and HEVC,
+/// software otherwise. Samples may come back in another order than the frames went in; audio, timecode and
+/// captions stay in the order in which they went in.
 ///
-/// Thread-safety: as ZQRVideoEncoderProtocol. The callback runs on the thread that encodes or on one of the session.
-/// Ownership:     the session holds each frame until its sample is there.
-class ZQRVideoToolboxEncoder final : public detail::VideoEncoderBase {
+/// Thread-safety: as ZQRVideoEncoderProtocol. The callback runs on the thread that encodes or on one of the
+///                session. Ownership:     the session holds each frame until its sample is there.
+class ZQRVideoToolboxEncoder final : public ZQRVideoEncoder {
 public:
     /// Attempts to get a hardware encoder for H.264 and HEVC, and the pause after each, in milliseconds.
     static constexpr int hardwareAttempts = 3;
@@ -34,11 +34,13 @@ public:
         ZQRVideoEncoderCallbackContext callbackContext, std::int64_t fifoCapacity);
     ~ZQRVideoToolboxEncoder() override;
 
-    /// @param error  -53004 when no session can be made; -53005 with a true result when it is a software session that
-    ///               would better be hardware; -53001 when the session refuses the picture or there is none.
+    /// @param error  -53004 when no session can be made; -53005 with a true result when it is a software
+    ///               session that would better be hardware; -53001 when the session refuses the picture or
+    ///               there is none.
     bool encodeFrame(const ZQRFramePtr& frame, ZQErrorPtr* error = nullptr) override;
     void finishEncoding() override;
-    /// Asks the controller to finish: state() becomes 2 unless it is 3. A failed encoder becomes 3, which is logged.
+    /// Asks the controller to finish: state() becomes 2 unless it is 3. A failed encoder becomes 3, which is
+    /// logged.
     void finish();
     bool isDVInput() const { return false; }
 
@@ -65,7 +67,8 @@ private:
                            ZQRVideoEncoderCallbackContext callbackContext);
 
     bool createSession(const ZQRFrame& frame, const platform::PixelBufferPtr& picture, ZQErrorPtr* error);
-    platform::Status tryHardware(const ZQRFrame& frame, const platform::PixelBufferPtr& picture, bool isPreferred);
+    platform::Status tryHardware(const ZQRFrame& frame, const platform::PixelBufferPtr& picture,
+                                 bool isPreferred);
     platform::Status initializeEncoderWithFrame(const ZQRFrame& frame,
                                                 const platform::EncoderSpecification& specification,
                                                 const platform::PixelBufferPtr& picture);
@@ -78,12 +81,15 @@ private:
     platform::Status setupFields();
     platform::Status setupCleanAperture();
     platform::Status setupPixelAspectRatio();
-    platform::Status setupColorPrimariesWithAttachments(const platform::PixelBuffer::Attachments& attachments);
-    platform::Status setupImageBufferYCbCrMatrixWithAttachments(const platform::PixelBuffer::Attachments& attachments);
+    platform::Status setupColorPrimariesWithAttachments(
+        const platform::PixelBuffer::Attachments& attachments);
+    platform::Status setupImageBufferYCbCrMatrixWithAttachments(
+        const platform::PixelBuffer::Attachments& attachments);
     platform::Status setupImageBufferTransferFunctionWithAttachments(
         const platform::PixelBuffer::Attachments& attachments);
-    platform::Status set(platform::CompressionProperty property, const platform::CompressionPropertyValue& value,
-                         std::string_view loggedName, std::string_view loggedValue = {});
+    platform::Status set(platform::CompressionProperty property,
+                         const platform::CompressionPropertyValue& value, std::string_view loggedName,
+                         std::string_view loggedValue = {});
     void logStatus(platform::Status status, std::string_view property, std::string_view value) const;
     void logSession(const platform::PixelBuffer::Attachments& attachments) const;
     AVExtension currentAVExtension() const;
@@ -91,7 +97,8 @@ private:
     platform::PixelBufferPtr pictureForSession(const platform::PixelBufferPtr& picture);
     void queueCompanions(const ZQRFramePtr& frame);
     void takeCompanions(const ZQRFrame& frame, ZQRFrameStore* store);
-    void sessionOutput(const ZQRFramePtr& frame, platform::Status status, const platform::SampleBufferPtr& sample);
+    void sessionOutput(const ZQRFramePtr& frame, platform::Status status,
+                       const platform::SampleBufferPtr& sample);
     void dropSession();
     FourCC codec() const;
 

@@ -29,21 +29,21 @@ enum class CompressionProperty {
     MaxKeyFrameInterval,   // std::int64_t, pictures; default one second
     AllowFrameReordering,  // bool; default true
     H264EntropyMode,       // std::string "CAVLC" or "CABAC"
-    ExpectedFrameRate,     // std::string "numerator/denominator", frames per second; default from the durations
-    FieldCount,            // std::int64_t 1 or 2
-    FieldDetail,           // FieldDetail
-    CleanAperture,         // CleanAperture
-    PixelAspectRatio,      // PixelAspectRatio
-    ColorPrimaries,        // ColorPrimaries
-    YCbCrMatrix,           // YCbCrMatrix
-    TransferFunction,      // TransferFunction
-    Speed,                 // std::string: "live" (default), "balanced", "quality", or one of x264's preset names
+    ExpectedFrameRate,  // std::string "numerator/denominator", frames per second; default from the durations
+    FieldCount,         // std::int64_t 1 or 2
+    FieldDetail,        // FieldDetail
+    CleanAperture,      // CleanAperture
+    PixelAspectRatio,   // PixelAspectRatio
+    ColorPrimaries,     // ColorPrimaries
+    YCbCrMatrix,        // YCbCrMatrix
+    TransferFunction,   // TransferFunction
+    Speed,              // std::string: "live" (default), "balanced", "quality", or one of x264's preset names
 };
 
-using CompressionPropertyValue = std::variant<bool, std::int64_t, std::string, platform::FieldDetail,
-                                              platform::CleanAperture, platform::PixelAspectRatio,
-                                              platform::ColorPrimaries, platform::YCbCrMatrix,
-                                              platform::TransferFunction>;
+using CompressionPropertyValue =
+    std::variant<bool, std::int64_t, std::string, platform::FieldDetail, platform::CleanAperture,
+                 platform::PixelAspectRatio, platform::ColorPrimaries, platform::YCbCrMatrix,
+                 platform::TransferFunction>;
 
 /// A stable name for logs, such as "AverageBitRate".
 const char* nameOfCompressionProperty(CompressionProperty property);
@@ -52,19 +52,20 @@ std::string describeCompressionPropertyValue(const CompressionPropertyValue& val
 
 /// One encoder at work.
 ///
-/// The n-th sample out carries as its decode time the presentation time of the n-th picture in, in the time scale of the
-/// submitted times. Samples bear the not-sync and depended-on attachments, and reference pictures the earlier-display
-/// attachment when the encoder makes B pictures. Pictures of another size are scaled, field by field when interlaced.
+/// The n-th sample out carries as its decode time the presentation time of the n-th picture in, in the time
+/// scale of the submitted times. Samples bear the not-sync and depended-on attachments, and reference
+/// pictures the earlier-display attachment when the encoder makes B pictures. Pictures of another size are
+/// scaled, field by field when interlaced.
 ///
 /// Lifecycle:     create, set properties, encodeFrame() for each picture, completeFrames(), invalidate().
-/// Thread-safety: One thread at a time for all operations. The callback runs on the thread that encodes, completes, or
-///                on a thread of the session, one call at a time, in decode order.
+/// Thread-safety: One thread at a time for all operations. The callback runs on the thread that encodes,
+///                completes, or on a thread of the session, one call at a time, in decode order.
 class CompressionSession : public ZQObject {
 public:
     /// @param frameReference  what was given to encodeFrame() with the picture of this sample.
     /// @param sample          null when @p status is not noErr.
-    using OutputCallback =
-        std::function<void(const std::shared_ptr<void>& frameReference, Status status, const SampleBufferPtr& sample)>;
+    using OutputCallback = std::function<void(const std::shared_ptr<void>& frameReference, Status status,
+                                              const SampleBufferPtr& sample)>;
 
     /// @return encoderNotFoundErr when no encoder of the wanted kind opens on this machine.
     static Status create(std::uint32_t width, std::uint32_t height, FourCC codec,
@@ -72,21 +73,21 @@ public:
                          std::shared_ptr<CompressionSession>& out);
 
     virtual std::vector<CompressionProperty> supportedProperties() const = 0;
-    /// @return propertyNotSupportedErr for a property the encoder does not know, parameterErr for a value of the wrong
-    ///         type or range, sessionInvalidErr after the first picture.
+    /// @return propertyNotSupportedErr for a property the encoder does not know, parameterErr for a value of
+    /// the wrong type or range, sessionInvalidErr after the first picture.
     virtual Status setProperty(CompressionProperty property, const CompressionPropertyValue& value) = 0;
     /// The encoder's name, such as "libx264".
     virtual std::string encoderName() const = 0;
     virtual bool usesHardware() const = 0;
 
-    /// Opens the encoder for pictures like @p first, which is not encoded, so that a refusal comes now; otherwise
-    /// encodeFrame() does it. No property can be set afterwards.
+    /// Opens the encoder for pictures like @p first, which is not encoded, so that a refusal comes now;
+    /// otherwise encodeFrame() does it. No property can be set afterwards.
     /// @return what kept the encoder from opening; the session can then only be dropped or tried again.
     virtual Status prepareToEncodeFrames(const PixelBufferPtr& first, MediaTime duration) = 0;
-    /// Submits a picture; its sample, or those of earlier pictures, may come back before this returns. The picture is
-    /// kept until it has been encoded.
-    virtual Status encodeFrame(const PixelBufferPtr& picture, MediaTime presentationTimeStamp, MediaTime duration,
-                               std::shared_ptr<void> frameReference) = 0;
+    /// Submits a picture; its sample, or those of earlier pictures, may come back before this returns. The
+    /// picture is kept until it has been encoded.
+    virtual Status encodeFrame(const PixelBufferPtr& picture, MediaTime presentationTimeStamp,
+                               MediaTime duration, std::shared_ptr<void> frameReference) = 0;
     /// Delivers every sample still inside; no picture can follow.
     virtual Status completeFrames() = 0;
     /// Drops everything; no callback comes after it returns.

@@ -38,8 +38,7 @@ private:
 };
 
 /// The decoder configuration record (ISO/IEC 14496-15: avcC or hvcC without its box header) of the parameter
-/// sets in
-/// @p stream; empty when one is missing or cannot be read.
+/// sets in @p stream; empty when one is missing or cannot be read.
 ZQData decoderConfiguration(Bitstream kind, Bytes stream);
 
 }  // namespace zenquor::platform::detail

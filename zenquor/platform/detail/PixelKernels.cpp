@@ -49,8 +49,8 @@ void v210To2vuy(const std::uint8_t* v210, std::uint8_t* uyvy, std::size_t width)
 }
 
 void uyvyToV210(const std::uint8_t* uyvy, std::uint8_t* v210, std::size_t width) {
-    // Samples 0 and 2 of a word go to its 16-bit halves as x << 2 and x << 6, sample 1 straddles them as x
-    // << 12.
+    // Samples 0 and 2 of a word go to its 16-bit halves as x << 2 and x << 6, sample 1 straddles them as x <<
+    // 12.
     const __m128i outer =
         _mm_setr_epi8(0, none, 2, none, 3, none, 5, none, 6, none, 8, none, 9, none, 11, none);
     const __m128i inner =

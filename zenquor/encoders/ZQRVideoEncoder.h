@@ -9,13 +9,17 @@
 #include "zenquor/media/ZQRFrameStore.h"
 #include "zenquor/vanc/ZQRVANCHelper.h"
 
-namespace zenquor::detail {
+namespace zenquor {
 
-/// The fields of the encoder interface, and the way to the callback.
-class VideoEncoderBase : public ZQRVideoEncoderProtocol {
+/// The base of the encoders: the fields of their interface, and the way to the callback.
+///
+/// Thread-safety: Safe.
+class ZQRVideoEncoder : public ZQRVideoEncoderProtocol {
 public:
     std::int32_t state() const override { return state_.load(std::memory_order_acquire); }
-    std::shared_ptr<ZQRVideoEncoderProtocolDelegate> delegate() const override { return delegate_.load().lock(); }
+    std::shared_ptr<ZQRVideoEncoderProtocolDelegate> delegate() const override {
+        return delegate_.load().lock();
+    }
     void setDelegate(std::weak_ptr<ZQRVideoEncoderProtocolDelegate> delegate) override {
         delegate_.store(std::move(delegate));
     }
@@ -24,14 +28,16 @@ public:
     ZQRVideoPropertiesPtr videoProperties() const override { return videoProperties_.load(); }
 
 protected:
-    VideoEncoderBase(ZQRVideoPropertiesPtr videoProperties, ZQRVideoEncoderCallback callback,
-                     ZQRVideoEncoderCallbackContext callbackContext)
+    ZQRVideoEncoder(ZQRVideoPropertiesPtr videoProperties, ZQRVideoEncoderCallback callback,
+                    ZQRVideoEncoderCallbackContext callbackContext)
         : callback_(std::move(callback)),
           callbackContext_(std::move(callbackContext)),
           videoProperties_(std::move(videoProperties)) {}
 
     void changeState(std::int32_t state) { state_.store(state, std::memory_order_release); }
-    void changeVideoProperties(ZQRVideoPropertiesPtr properties) { videoProperties_.store(std::move(properties)); }
+    void changeVideoProperties(ZQRVideoPropertiesPtr properties) {
+        videoProperties_.store(std::move(properties));
+    }
     /// The frame's audio with its channels mapped; nothing without properties.
     std::optional<ZQData> audioOfFrame(const ZQRFramePtr& frame) const {
         const ZQRVideoPropertiesPtr properties = videoProperties();
@@ -56,4 +62,4 @@ private:
     Guarded<ZQRVideoPropertiesPtr> videoProperties_;
 };
 
-}  // namespace zenquor::detail
+}  // namespace zenquor
