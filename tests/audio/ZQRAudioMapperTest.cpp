@@ -36,8 +36,8 @@ TEST(ZQRAudioMapper, EveryLoopMapsLikeThePlainOne) {
     for (int round = 0; round < 2000; ++round) {
         const std::size_t bytes = std::size_t{1} << random() % 4 | (random() % 8 == 0 ? 1 : 0);
         const std::int32_t channels =
-            random() % 2 == 0 ? 1 << random() % 5 : static_cast<std::int32_t>(random() % 20 + 1);
-        std::vector<std::int32_t> mapping(random() % 21);
+            random() % 2 == 0 ? 1 << random() % 7 : static_cast<std::int32_t>(random() % 20 + 1);
+        std::vector<std::int32_t> mapping(random() % (static_cast<unsigned>(channels) + 2));
         const bool inPairs = random() % 2 == 0;
         for (std::size_t i = 0; i < mapping.size(); ++i) {
             mapping[i] = static_cast<std::int32_t>(random() % (static_cast<unsigned>(channels) + 2)) - 1;

@@ -125,7 +125,11 @@ struct ChannelMap::Kernels {
         }
     }
     static bool canPermute64(const ChannelMap& map) {
-        return map.frameBytes_ == 64 && map.unitBytes_ % 4 == 0 && __builtin_cpu_supports("avx2");
+        // Two joined channels of 16 bits are as wide as a word, but may begin in the middle of one.
+        const bool isOfWholeWords =
+            map.unitBytes_ % 4 == 0 && std::all_of(map.offsets_.begin(), map.offsets_.end(),
+                                                   [](std::int32_t o) { return o < 0 || o % 4 == 0; });
+        return map.frameBytes_ == 64 && isOfWholeWords && __builtin_cpu_supports("avx2");
     }
 #endif
 

@@ -44,7 +44,8 @@ private:
     // For each output byte the input byte of the lower and upper 16, 0x80 for none; frames of 16 and 32 bytes
     // only.
     std::array<std::array<std::uint8_t, 32>, 2> shuffle_{};
-    // For each output word of 4 bytes the input word; frames of 64 bytes in units of whole words only.
+    // For each output word of 4 bytes the input word; frames of 64 bytes whose units are whole words,
+    // and begin at one, only.
     std::array<std::int32_t, 16> words_{};
     std::vector<std::uint8_t> keep_;  // 0xFF where an output byte has an input, else 0
     Kernel kernel_;
