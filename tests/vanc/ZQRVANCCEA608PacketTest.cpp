@@ -41,6 +41,7 @@ TEST(ZQRVANCCEA608Packet, DecodesTheCodesOfTheStandard) {
         {0x1937, "CEA608 channel 1 1937 Special North American ♪"},
         {0xC12A, "CEA608 channel 0 412a Character Pair Aá"},
         {0xC180, "CEA608 channel 0 4100 Character Pair A"},
+        {0xC849, "CEA608 channel 1 4849 Character Pair HI"},  // bit 3 of the first character
         {0x1220, "CEA608 channel 0 1220 Unknown"},
         {0x0143, "CEA608 channel 0 0143 Unknown"},
     };

@@ -267,7 +267,8 @@ constexpr ZQRVANCCEA608Packet::Description ZQRVANCCEA608Packet::decode(std::uint
     const std::int32_t style = pair >> 1 & 7;
     if (pair == 0) return {Null, 0, pair};
     if ((pair & 0x6000) != 0) {
-        return {CharacterPair, 0, pair, halves(pair >> 8 & 0x7F, pair & 0x7F)};
+        // The channel bit is part of the first character here, but is reported like that of every pair.
+        return {CharacterPair, channel, pair, halves(pair >> 8 & 0x7F, pair & 0x7F)};
     }
     switch (pair & 0x7450) {
         case 0x1040:
