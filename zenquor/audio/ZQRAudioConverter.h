@@ -38,9 +38,8 @@ public:
     void setNumberOfChannels(std::uint32_t channels) { numberOfChannels_ = channels; }
 
     /// Converts @p sampleCount samples per channel.
-    /// @param outputBufferList  receives the converter's own list; what it points to is overwritten by the
-    /// next
-    ///                          conversion.
+    /// @param outputBufferList  receives the converter's own list; what it points to is overwritten by
+    ///                          the next conversion.
     bool convertInputBufferList(const platform::AudioBufferList& input,
                                 const platform::AudioBufferList*& outputBufferList, std::uint32_t sampleCount,
                                 ZQErrorPtr* error = nullptr);

@@ -18,9 +18,8 @@ class ChannelMap;
 /// Thread-safety: Safe; immutable.
 class ZQRAudioMapper final {
 public:
-    /// @param mapping        the input channel of each output; −1 is silence, and so is a channel that does
-    /// not exist.
-    ///                       Outputs beyond the list take the input of their own number.
+    /// @param mapping        the input channel of each output; −1 is silence, and so is a channel that
+    ///                       does not exist. Outputs beyond the list take the input of their own number.
     /// @param bytesPerFrame  bytes of one sample of one channel.
     /// @param channels       channels of input and output.
     static std::shared_ptr<ZQRAudioMapper> initWithMapping(std::span<const std::int32_t> mapping,

@@ -21,9 +21,8 @@ public:
     static ZQRAudioMapping defaultAudioMapping();
     /// As the default, but a mono source feeds outputs 0 and 1.
     static ZQRAudioMapping monoToStereoMapping();
-    /// @param values  first choices of outputs 0 to N−1, then their second choices; outputs from N on are as
-    /// in the
-    ///                default. Of an odd count the last value is ignored.
+    /// @param values  first choices of outputs 0 to N−1, then their second choices; outputs from N on are
+    ///                as in the default. Of an odd count the last value is ignored.
     static ZQRAudioMapping mappingWithValues(std::span<const std::uint32_t> values);
 
     /// Outputs of 64 and more are ignored.

@@ -63,9 +63,8 @@ public:
 
     bool writeBytes(std::span<const std::uint8_t> bytes);
     void beginWriteBits();
-    /// Writes the @p count low bits of @p value (none when @p count is above 31) and adds value AND @p
-    /// crcMask to
-    /// @p crc.
+    /// Writes the @p count low bits of @p value and adds value AND @p crcMask to @p crc; does nothing when
+    /// @p count is above 31.
     void writeBits(int count, std::uint32_t value, std::uint32_t* crc = nullptr, std::uint32_t crcMask = 0);
     /// Writes @p value as a 10-bit word with its two parity bits and adds its low 9 bits to @p crc.
     /// @param tight  true writes 10 bits, false 16 bits with the word right-justified.

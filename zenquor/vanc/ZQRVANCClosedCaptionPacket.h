@@ -19,9 +19,8 @@ namespace zenquor {
 /// A packet of pairs turns into a CDP when it is first put on the wire (sdiData() or convertToType(1)) and
 /// stays one. originalType() and originalData() keep what it was made with, whatever happened since.
 ///
-/// Thread-safety: Safe; writers may read, convert and wrap the same packet at once. Setters of the base are
-/// for the
-///                maker, before the packet is shared.
+/// Thread-safety: Safe; writers may read, convert and wrap the same packet at once. Setters of the base
+///                are for the maker, before the packet is shared.
 /// Standards:     SMPTE ST 334-1 and ST 334-2 (CDP), CEA-608-E, CEA-708-E, QuickTime caption samples.
 class ZQRVANCClosedCaptionPacket final : public ZQRVANCPacketImpl {
 public:

@@ -20,7 +20,7 @@ class ZQRVANCClosedCaptionPacket;
 /// (the form of MXF and MCC files), 2 = 10-bit words behind a flag, 3 = 10-bit words alone.
 ///
 /// Thread-safety: Safe, as far as the packets and streams handed in allow.
-/// Ownership:     packing and extraction allocate once per result.
+/// Ownership:     packing and extraction of 8-bit words allocate once per result.
 /// Standards:     SMPTE ST 291-1 (packets), ST 436-1 (elements of MXF ancillary data tracks).
 class ZQRVANCHelper {
 public:
