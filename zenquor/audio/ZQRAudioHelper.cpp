@@ -60,9 +60,14 @@ ZQRAudioHelperPtr ZQRAudioHelper::audioHelper() {
 }
 
 ZQRAudioHelperPtr ZQRAudioHelper::initWithAudioFormat(const platform::AudioStreamBasicDescription& format) {
+    return initWithAudioFormat(format,
+                               ZQCKTimebase::timebaseForFramerate(ZQProjectTimecode::currentFrameRate()));
+}
+
+ZQRAudioHelperPtr ZQRAudioHelper::initWithAudioFormat(const platform::AudioStreamBasicDescription& format,
+                                                      ZQCKTimebase timebase) {
     ZQRAudioHelperPtr helper(new ZQRAudioHelper);
-    helper->timescale_ =
-        ZQCKTimebase::timebaseForFramerate(ZQProjectTimecode::currentFrameRate()).realFramesPerSecond();
+    helper->timescale_ = timebase.realFramesPerSecond();
     if (!helper->audioPacketWeaveForFormat(format)) return helper;
     helper->weave_ = std::make_shared<const Weave>(helper->count_);
     helper->audioPacketWeaveForFormat(format);

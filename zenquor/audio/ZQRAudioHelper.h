@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "zenquor/core/ZQCKTimebase.h"
 #include "zenquor/platform/AudioStreamBasicDescription.h"
 
 namespace zenquor {
@@ -28,6 +29,9 @@ public:
     static ZQRAudioHelperPtr audioHelper();
     /// A sample rate that is not a positive number gives an empty helper.
     static ZQRAudioHelperPtr initWithAudioFormat(const platform::AudioStreamBasicDescription& format);
+    /// The same for a frame rate of the caller's own, whatever the project's is.
+    static ZQRAudioHelperPtr initWithAudioFormat(const platform::AudioStreamBasicDescription& format,
+                                                 ZQCKTimebase timebase);
 
     /// Works out the cycle for @p format at timescale(): its largest count and its length, and, once there is
     /// memory for a cycle, the counts themselves.

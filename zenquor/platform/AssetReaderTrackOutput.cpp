@@ -42,6 +42,10 @@ AssetReaderTrackOutputPtr AssetReaderTrackOutput::undecoded(const AssetTrack& tr
     return output;
 }
 
+void AssetReaderTrackOutput::setSampleRate(std::uint32_t sampleRateHz) {
+    implementation_->sampleRate = sampleRateHz;
+}
+
 const AssetTrack& AssetReaderTrackOutput::track() const {
     return implementation_->track;
 }
@@ -83,6 +87,8 @@ bool AssetReaderTrackOutput::Implementation::prepareSound(
     const bool hasRate = track.mediaType == mediaTypeAudio &&
                          track.formatDescription->audioFormat()->description.sampleRate >= 1;
     if (!hasRate) return failWith(error, assetErrorDecodeFailed, "The track has no sound.");
+    const double ownRate = track.formatDescription->audioFormat()->description.sampleRate;
+    audioFormat.sampleRate = sampleRate > 0 ? sampleRate : ownRate;
     if (!detail::SoundSampleSource::canMake(audioFormat)) {
         return failWith(error, assetErrorDecodeFailed, "Sound is not made in this format.");
     }

@@ -29,6 +29,8 @@ public:
     static std::shared_ptr<AssetReaderTrackOutput> undecoded(const AssetTrack& track);
     ~AssetReaderTrackOutput();
 
+    /// Sound comes in @p sampleRateHz instead of the track's own rate. Before the reader starts.
+    void setSampleRate(std::uint32_t sampleRateHz);
     const AssetTrack& track() const;
     /// The next sample of this track in presentation order for pictures, file order otherwise; null at the
     /// end, after a failure or before startReading(). A growing file's end is where it ended when it was

@@ -21,15 +21,20 @@ struct PixelBufferPool::State {
     bool closed = false;
 
     /// Counts one picture as used. @return false when none came back in time.
-    bool reserve(std::chrono::milliseconds wait, PixelBufferPtr& memory) {
+    bool reserve(std::chrono::milliseconds wait) {
         std::unique_lock lock(mutex);
         if (!returned.wait_for(lock, wait, [this] { return limit == 0 || inUse < limit; })) return false;
         ++inUse;
-        if (!idle.empty()) {
-            memory = std::move(idle.back());
-            idle.pop_back();
-        }
         return true;
+    }
+
+    /// Memory that came back, or null when new has to be made.
+    PixelBufferPtr takeIdle() {
+        const std::lock_guard lock(mutex);
+        if (idle.empty()) return nullptr;
+        auto memory = std::move(idle.back());
+        idle.pop_back();
+        return memory;
     }
 
     void giveBack(PixelBufferPtr memory) {
@@ -61,8 +66,8 @@ PixelBufferPool::~PixelBufferPool() {
 
 PixelBufferPtr PixelBufferPool::pixelBuffer(std::chrono::milliseconds wait) {
     State& state = *state_;
-    PixelBufferPtr memory;
-    if (!state.reserve(wait, memory)) return nullptr;
+    if (!state.reserve(wait)) return nullptr;
+    PixelBufferPtr memory = state.takeIdle();
     if (!memory) {
         if (PixelBuffer::create(state.width, state.height, state.format, memory) != noErr) {
             state.giveBack(nullptr);
@@ -76,6 +81,18 @@ PixelBufferPtr PixelBufferPool::pixelBuffer(std::chrono::milliseconds wait) {
     PixelBuffer::createWithBytes(
         state.width, state.height, state.format, bytes, rowBytes,
         [owner = state_, held = std::move(memory)] { owner->giveBack(held); }, picture);
+    return picture;
+}
+
+PixelBufferPtr PixelBufferPool::lend(PixelBufferPtr foreign, std::chrono::milliseconds wait) {
+    if (!foreign || !state_->reserve(wait)) return nullptr;
+    auto& source = *foreign;
+    PixelBufferPtr picture;
+    PixelBuffer::createWithBytes(
+        source.width(), source.height(), source.pixelFormat(), source.mutableBaseAddress(),
+        source.bytesPerRow(), [owner = state_, held = std::move(foreign)] { owner->giveBack(nullptr); },
+        picture);
+    picture->setAttachments(source.attachments());
     return picture;
 }
 

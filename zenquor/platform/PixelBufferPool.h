@@ -35,6 +35,11 @@ public:
     /// @return null when none came back in time, for an empty size or unknown format, or when memory is
     /// short.
     PixelBufferPtr pixelBuffer(std::chrono::milliseconds wait = std::chrono::milliseconds(0));
+    /// Hands out @p foreign as one of the pool's pictures: it counts until its last reference goes. Size and
+    /// format are its own.
+    /// @return null when none came back in time.
+    PixelBufferPtr lend(PixelBufferPtr foreign,
+                        std::chrono::milliseconds wait = std::chrono::milliseconds(0));
     std::size_t limit() const;
     /// Pictures handed out and not yet back.
     std::size_t inUse() const;

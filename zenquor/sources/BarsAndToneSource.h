@@ -30,7 +30,7 @@ public:
 
     struct Options {
         Bars bars = Bars::Percent75;
-        std::optional<ZQCKTimecode> startTimecode;  ///< 10:00:00:00 when not said
+        std::optional<ZQCKTimecode> startTimecode;  ///< its label counts; 10:00:00:00 when not said
         std::optional<std::uint64_t> durationFrames;
         std::string title;  ///< A–Z, 0–9, blank, ':', ';', '.', '-', '/'; drawn above the timecode
         std::size_t pictureLimit = 96;  ///< pictures in memory at once

@@ -21,6 +21,8 @@ inline constexpr int frameSourceErrorNoTracks = -54003;       // a file without 
 /// Gives one frame after the other, each with picture, sound, timecode and times in the recording's time
 /// base.
 ///
+/// The last frame of a source that knows its length carries ZQRFrameStatusLast.
+///
 /// Frame n carries frameID n, relativeFrameTime n × format().frameDuration(), and startTimecode() + n as its
 /// timecode. Pacing is the caller's: a source is as fast as it is asked.
 ///

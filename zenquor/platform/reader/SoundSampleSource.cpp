@@ -15,7 +15,10 @@ namespace {
 
 constexpr std::uint32_t largestChannelCount = 64;
 // The longest frame that a decoder may give; broken packets of some codecs claim hours.
-constexpr int largestFrameLength = 1 << 22;
+constexpr int largestFrameLength = 1 << 20;
+// Samples of all channels that such a frame may become by resampling.
+constexpr int largestBlock = 1 << 24;
+constexpr std::int64_t largestJumpMilliseconds = 20;
 
 /// The same count of channels without names: channels go by their number, none is mixed into another.
 void setPlainLayout(AVChannelLayout& layout, int channels) {
@@ -45,10 +48,9 @@ SoundSampleSource::SoundSampleSource(std::unique_ptr<Decoder> decoder, AssetTrac
     : decoder_(std::move(decoder)), track_(std::move(track)), start_(start), end_(end), format_(format) {
     const auto& source = track_.formatDescription->audioFormat()->description;
     channels_ = std::clamp<std::uint32_t>(source.channelsPerFrame, 1, largestChannelCount);
-    rate_ = static_cast<std::uint32_t>(source.sampleRate);
+    rate_ = static_cast<std::uint32_t>(format.sampleRate);
     wantsFloat_ = (format.formatFlags & audioFormatFlagIsFloat) != 0;
     const std::uint32_t sampleBytes = format.bytesPerFrame / std::max(format.channelsPerFrame, 1U);
-    format_.sampleRate = rate_;
     format_.channelsPerFrame = channels_;
     format_.bytesPerFrame = format_.bytesPerPacket = sampleBytes * channels_;
     AudioFormat audio = *track_.formatDescription->audioFormat();
@@ -87,6 +89,7 @@ bool SoundSampleSource::prepare(const AVFrame& frame) {
     sourceFormat_ = frame.format;
     sourceRate_ = frame.sample_rate;
     sourceChannels_ = frame.ch_layout.nb_channels;
+    resampledFrom_ = MediaTime::invalid();
     swr_free(&resampler_);
     AVChannelLayout layout;
     setPlainLayout(layout, sourceChannels_);
@@ -98,47 +101,85 @@ bool SoundSampleSource::prepare(const AVFrame& frame) {
     return resampler_ != nullptr;
 }
 
-/// Fills samples_ with the frame, interleaved in the track's channel count.
-bool SoundSampleSource::convert(const AVFrame& frame) {
-    const int sourceChannels = frame.ch_layout.nb_channels;
-    if (frame.nb_samples <= 0 || frame.nb_samples > largestFrameLength || sourceChannels <= 0) return false;
-    if (static_cast<std::uint32_t>(sourceChannels) > largestChannelCount || !prepare(frame)) return false;
-    const int room = swr_get_out_samples(resampler_, frame.nb_samples);
-    if (room <= 0 || room > 2 * largestFrameLength) return false;
-    std::vector<std::int32_t> converted(static_cast<std::size_t>(room) *
-                                        static_cast<std::size_t>(sourceChannels));
-    auto* out = reinterpret_cast<std::uint8_t*>(converted.data());
-    const int count = swr_convert(resampler_, &out, room,
-                                  const_cast<const std::uint8_t**>(frame.extended_data), frame.nb_samples);
-    if (count <= 0) return false;
-    const auto frames = static_cast<std::size_t>(count);
-    const auto from = static_cast<std::size_t>(sourceChannels);
-    converted.resize(frames * from);
+/// Brings the block into the track's channel count.
+void SoundSampleSource::keepConverted(std::vector<std::int32_t> converted) {
+    const auto from = static_cast<std::size_t>(sourceChannels_);
     if (from == channels_) {
         samples_ = std::move(converted);
-        return true;
+        return;
     }
-    samples_.assign(frames * channels_, 0);
+    const std::size_t frames = converted.size() / from;
     const std::size_t shared = std::min<std::size_t>(from, channels_);
+    samples_.assign(frames * channels_, 0);
     for (std::size_t i = 0; i < frames; ++i) {
         std::copy_n(converted.data() + i * from, shared, samples_.data() + i * channels_);
+    }
+}
+
+/// Fills samples_ with the frame, or with what the resampler still holds when there is none.
+bool SoundSampleSource::convert(const AVFrame* frame) {
+    const int given = frame ? frame->nb_samples : 0;
+    const int room = swr_get_out_samples(resampler_, given);
+    if (room <= 0 || std::int64_t{room} * sourceChannels_ > largestBlock) return false;
+    std::vector<std::int32_t> converted(static_cast<std::size_t>(room) *
+                                        static_cast<std::size_t>(sourceChannels_));
+    auto* out = reinterpret_cast<std::uint8_t*>(converted.data());
+    auto** const in = frame ? const_cast<const std::uint8_t**>(frame->extended_data) : nullptr;
+    const int count = swr_convert(resampler_, &out, room, in, given);
+    if (count <= 0) return false;
+    converted.resize(static_cast<std::size_t>(count) * static_cast<std::size_t>(sourceChannels_));
+    keepConverted(std::move(converted));
+    if (sourceRate_ != static_cast<int>(rate_)) {
+        time_ = resampledFrom_ + MediaTime{resampledFrames_, static_cast<std::int32_t>(rate_)};
+        resampledFrames_ += count;
     }
     return true;
 }
 
-/// How many of the frame's samples are over before @p limit.
-std::size_t SoundSampleSource::framesBefore(MediaTime limit, const AVFrame& frame, std::size_t count) {
-    const MediaTime time = decoder_->mediaTime(frame.pts);
-    if (!limit.isValid() || !time.isValid() || time >= limit) return 0;
-    const MediaTime rest = limit - time;
+/// The end of the sound that the resampler's filter holds back.
+bool SoundSampleSource::flush() {
+    const bool hasRest = resampler_ && resampledFrom_.isValid() && !isFlushed_;
+    isFlushed_ = true;
+    return hasRest && convert(nullptr);
+}
+
+/// Decodes and converts one frame. @return false at the end.
+bool SoundSampleSource::nextBlock() {
+    while (const auto frame = decoder_->next()) {
+        const int channels = frame->ch_layout.nb_channels;
+        const bool isSane = frame->nb_samples > 0 && frame->nb_samples <= largestFrameLength &&
+                            channels > 0 && static_cast<std::uint32_t>(channels) <= largestChannelCount &&
+                            frame->sample_rate > 0;
+        if (!isSane || !prepare(*frame)) continue;
+        const AVRational base = decoder_->stream().time_base;
+        const std::int64_t expected = nextUnits_;
+        const std::int64_t units = decoder_->presentationUnits(*frame, expected);
+        nextUnits_ = units + av_rescale_q(frame->nb_samples, {1, frame->sample_rate}, base);
+        time_ = decoder_->mediaTime(units);
+        // A resampler's output is counted on from where it began until the file jumps.
+        const bool jumps =
+            std::abs(av_rescale_q(units - expected, base, {1, 1000})) > largestJumpMilliseconds;
+        if (!resampledFrom_.isValid() || jumps) {
+            resampledFrom_ = time_;
+            resampledFrames_ = 0;
+        }
+        if (convert(frame.get())) return true;
+    }
+    return flush();
+}
+
+/// How many of the block's samples are over before @p limit.
+std::size_t SoundSampleSource::framesBefore(MediaTime limit) const {
+    const std::size_t count = samples_.size() / channels_;
+    if (!limit.isValid() || !time_.isValid() || time_ >= limit) return 0;
+    const MediaTime rest = limit - time_;
     std::int64_t whole = rest.converted(static_cast<std::int32_t>(rate_)).value;
     // Rounding may have gone past the limit.
     if (MediaTime{whole, static_cast<std::int32_t>(rate_)} > rest) --whole;
     return static_cast<std::size_t>(std::clamp<std::int64_t>(whole, 0, static_cast<std::int64_t>(count)));
 }
 
-SampleBufferPtr SoundSampleSource::sampleBuffer(std::size_t firstFrame, std::size_t frames,
-                                                std::int64_t units) {
+SampleBufferPtr SoundSampleSource::sampleBuffer(std::size_t firstFrame, std::size_t frames) {
     const std::uint32_t sampleBytes = format_.bytesPerFrame / channels_;
     const bool isFloatSource = sourceFormat_ == AV_SAMPLE_FMT_FLT || sourceFormat_ == AV_SAMPLE_FMT_FLTP ||
                                sourceFormat_ == AV_SAMPLE_FMT_DBL || sourceFormat_ == AV_SAMPLE_FMT_DBLP;
@@ -148,7 +189,7 @@ SampleBufferPtr SoundSampleSource::sampleBuffer(std::size_t firstFrame, std::siz
                      isFloatSource && !wantsFloat_, out.data());
     });
     const auto rate = static_cast<std::int32_t>(rate_);
-    MediaTime time = decoder_->mediaTime(units);
+    MediaTime time = time_;
     if (firstFrame > 0) time = time + MediaTime{static_cast<std::int64_t>(firstFrame), rate};
     BlockBufferPtr block;
     SampleBufferPtr sample;
@@ -160,17 +201,11 @@ SampleBufferPtr SoundSampleSource::sampleBuffer(std::size_t firstFrame, std::siz
 }
 
 SampleBufferPtr SoundSampleSource::next() {
-    while (auto frame = decoder_->next()) {
-        frame->pts = decoder_->presentationUnits(*frame, nextUnits_);
-        const auto lasts = std::min(frame->nb_samples, largestFrameLength);
-        nextUnits_ = frame->pts +
-                     av_rescale_q(lasts, {1, std::max(frame->sample_rate, 1)}, decoder_->stream().time_base);
-        if (!convert(*frame)) continue;
-        const std::size_t count = samples_.size() / channels_;
-        const std::size_t skipped = framesBefore(start_, *frame, count);
-        const std::size_t kept = end_.isValid() ? framesBefore(end_, *frame, count) : count;
+    while (nextBlock()) {
+        const std::size_t skipped = framesBefore(start_);
+        const std::size_t kept = end_.isValid() ? framesBefore(end_) : samples_.size() / channels_;
         if (skipped >= kept) continue;
-        if (auto sample = sampleBuffer(skipped, kept - skipped, frame->pts)) return sample;
+        if (auto sample = sampleBuffer(skipped, kept - skipped)) return sample;
     }
     return nullptr;
 }

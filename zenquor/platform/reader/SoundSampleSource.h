@@ -14,7 +14,8 @@ struct SwrContext;
 
 namespace zenquor::platform::detail {
 
-/// Hands out PCM in the track's rate and channel count from the sample frame heard at the start time on.
+/// Hands out PCM in the asked rate and the track's channel count from the sample frame heard at the start
+/// time on.
 ///
 /// Integer samples keep their bits: a narrower result is cut, a wider one filled with zeros. Decoders of
 /// compressed sound give floating point, which is rounded.
@@ -31,10 +32,13 @@ public:
     ZQErrorPtr error() const override { return decoder_->error(); }
 
 private:
-    bool convert(const AVFrame& frame);
+    bool convert(const AVFrame* frame);
     bool prepare(const AVFrame& frame);
-    std::size_t framesBefore(MediaTime limit, const AVFrame& frame, std::size_t count);
-    SampleBufferPtr sampleBuffer(std::size_t firstFrame, std::size_t frames, std::int64_t units);
+    void keepConverted(std::vector<std::int32_t> converted);
+    bool nextBlock();
+    bool flush();
+    std::size_t framesBefore(MediaTime limit) const;
+    SampleBufferPtr sampleBuffer(std::size_t firstFrame, std::size_t frames);
 
     std::unique_ptr<Decoder> decoder_;
     AssetTrack track_;
@@ -48,8 +52,12 @@ private:
     int sourceFormat_ = -1;
     int sourceRate_ = 0;
     int sourceChannels_ = 0;
-    std::vector<std::int32_t> samples_;  // of the current frame, high-aligned or the bits of floats
+    std::vector<std::int32_t> samples_;  // of the current block, high-aligned or the bits of floats
+    MediaTime time_;                     // of the current block
+    MediaTime resampledFrom_;            // where the present run of resampled sound began
+    std::int64_t resampledFrames_ = 0;   // given since then
     std::int64_t nextUnits_ = 0;
+    bool isFlushed_ = false;
     bool wantsFloat_;
 };
 

@@ -18,6 +18,7 @@ struct AssetReaderTrackOutput::Implementation {
     Kind kind = Kind::Undecoded;
     FourCC pixelFormat = 0;
     AudioStreamBasicDescription audioFormat;
+    std::uint32_t sampleRate = 0;  // 0: the track's own
     std::shared_ptr<detail::ReaderState> state;  // null until added to a reader
     std::unique_ptr<detail::SampleSource> source;
 
