@@ -10,11 +10,10 @@
 
 namespace zenquor::platform {
 
-/// Turns blocks of linear PCM into another layout, sample width or sample rate.
+/// Turns blocks of linear PCM into another layout or sample width.
 ///
 /// Integer widths convert bit-exactly: widening fills with zeros, narrowing cuts the low bits. There is no
-/// dither, and no resampling while the rates agree. Output channel i takes input channel i; further outputs
-/// are silent.
+/// dither and no resampling. Output channel i takes input channel i; further outputs are silent.
 ///
 /// Thread-safety: One thread at a time.
 class AudioConverter {
