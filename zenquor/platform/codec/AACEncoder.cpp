@@ -1,13 +1,17 @@
 #include "zenquor/platform/codec/AACEncoder.h"
 
 #include <algorithm>
-#include <vector>
+#include <array>
+#include <utility>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/frame.h>
 }
+
+#include "zenquor/platform/detail/LibavLog.h"
+#include "zenquor/platform/detail/PCMSamples.h"
 
 namespace zenquor::platform::detail {
 namespace {
@@ -22,29 +26,7 @@ struct FreePacket {
     void operator()(AVPacket* p) const { av_packet_free(&p); }
 };
 
-/// How one PCM sample is read as a number from -1 to 1.
-struct SampleReader {
-    std::size_t bytes = 0;
-    bool bigEndian = false;
-
-    explicit SampleReader(const AudioStreamBasicDescription& d)
-        : bigEndian((d.formatFlags & audioFormatFlagIsBigEndian) != 0) {
-        const bool integer = (d.formatFlags & audioFormatFlagIsFloat) == 0;
-        const bool interleaved = (d.formatFlags & audioFormatFlagIsNonInterleaved) == 0;
-        const std::size_t size = d.channelsPerFrame != 0 ? d.bytesPerFrame / d.channelsPerFrame : 0;
-        if (d.formatID == audioFormatLinearPCM && integer && interleaved && size >= 2 && size <= 4)
-            bytes = size;
-    }
-    bool isValid() const { return bytes != 0; }
-
-    /// The sample's bytes stand at the top of the 32 bits, whatever their number.
-    float operator()(const std::uint8_t* p) const {
-        std::uint32_t value = 0;
-        for (std::size_t i = 0; i < bytes; ++i)
-            value |= static_cast<std::uint32_t>(p[bigEndian ? i : bytes - 1 - i]) << (24 - 8 * i);
-        return static_cast<float>(static_cast<std::int32_t>(value)) * (1.0F / 2147483648.0F);
-    }
-};
+constexpr float fullScale = 2147483648.0F;
 
 }  // namespace
 
@@ -59,6 +41,7 @@ struct AACEncoder::Implementation {
 
     Status open(const AudioOutputSettings& settings);
     Status beginBlock();
+    void fill(const PCMLayout& layout, const std::uint8_t* first, std::size_t stride, std::size_t count);
     Status submitBlock(const Output& output);
     Status drain(const Output& output);
 };
@@ -67,6 +50,7 @@ AACEncoder::AACEncoder() : implementation_(std::make_unique<Implementation>()) {
 AACEncoder::~AACEncoder() = default;
 
 Status AACEncoder::Implementation::open(const AudioOutputSettings& settings) {
+    routeLibavLogging();
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (!codec) return encoderNotFoundErr;
     if (settings.format != audioFormatMPEG4AAC || settings.channels == 0 || settings.channels > 8)
@@ -143,26 +127,37 @@ Status AACEncoder::Implementation::drain(const Output& output) {
 Status AACEncoder::encode(std::span<const std::uint8_t> frames, const AudioStreamBasicDescription& source,
                           const Output& output) {
     Implementation& self = *implementation_;
-    const SampleReader read(source);
-    if (!read.isValid() || source.sampleRate != self.context->sample_rate) return parameterErr;
+    auto layout = pcmLayoutForDescription(source);
+    const bool fits =
+        layout && !layout->isFloat && (source.formatFlags & audioFormatFlagIsNonInterleaved) == 0;
+    if (!fits || source.sampleRate != self.context->sample_rate) return parameterErr;
+    layout->isSigned = true;  // sound of 16 bits and more always is, whether or not it is said
     const std::size_t count = frames.size() / source.bytesPerFrame;
     for (std::size_t done = 0; done < count;) {
         if (self.filled == 0) {
             if (const Status status = self.beginBlock(); status < 0) return status;
         }
         const std::size_t taken = std::min<std::size_t>(count - done, framesPerPacket - self.filled);
-        for (std::uint32_t channel = 0; channel < self.channels; ++channel) {
-            const std::uint32_t from = std::min(channel, source.channelsPerFrame - 1);
-            const std::uint8_t* in = frames.data() + done * source.bytesPerFrame + from * read.bytes;
-            auto* out = reinterpret_cast<float*>(self.frame->extended_data[channel]) + self.filled;
-            for (std::size_t i = 0; i < taken; ++i, in += source.bytesPerFrame) out[i] = read(in);
-        }
+        self.fill(*layout, frames.data() + done * source.bytesPerFrame, source.bytesPerFrame, taken);
         done += taken;
-        self.filled += static_cast<std::uint32_t>(taken);
         if (self.filled < framesPerPacket) break;
         if (const Status status = self.submitBlock(output); status < 0) return status;
     }
     return noErr;
+}
+
+/// Takes @p count frames into the block, each channel as numbers from -1 to 1.
+void AACEncoder::Implementation::fill(const PCMLayout& layout, const std::uint8_t* first, std::size_t stride,
+                                      std::size_t count) {
+    std::array<std::int32_t, framesPerPacket> numbers;
+    for (std::uint32_t channel = 0; channel < channels; ++channel) {
+        const std::uint32_t from = std::min(channel, layout.channels - 1);
+        loadIntegers(layout, {const_cast<std::uint8_t*>(first) + from * layout.bytes, stride}, numbers.data(),
+                     count);
+        auto* out = reinterpret_cast<float*>(frame->extended_data[channel]) + filled;
+        for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<float>(numbers[i]) / fullScale;
+    }
+    filled += static_cast<std::uint32_t>(count);
 }
 
 Status AACEncoder::finish(const Output& output) {

@@ -33,10 +33,8 @@ public:
     /// The coded format, with the AudioSpecificConfig.
     const FormatDescriptionPtr& format() const;
 
-    /// @param source  packed 16 or 24 bit, or 24 or 32 bit in 32; either byte order; the settings' rate; when
-    /// it has
-    ///                more channels than the settings the first ones count, when it has fewer the last one
-    ///                repeats.
+    /// @param source  interleaved integers in either byte order, at the settings' rate; of more channels than
+    ///                the settings' the first ones count, of fewer the last one is repeated.
     /// @return parameterErr for PCM of another kind, else the encoder's status.
     Status encode(std::span<const std::uint8_t> frames, const AudioStreamBasicDescription& source,
                   const Output& output);

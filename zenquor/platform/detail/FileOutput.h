@@ -74,6 +74,7 @@ private:
     bool leaveCache();
     bool setDirect(bool on);
     bool appendCached(std::span<const Bytes> parts);
+    void allocateAhead(std::uint64_t end);
     bool appendDirect(Bytes part);
     bool canGoStraight(Bytes part) const;
     bool stage(Bytes& part);
@@ -90,6 +91,8 @@ private:
     Mode mode_ = Mode::Cached;
     std::uint64_t policyGeneration_ = 0;
     std::uint64_t position_ = 0;
+    std::uint64_t allocated_ = 0;  // up to here blocks were asked for ahead of the writing
+    bool allocatesAhead_ = true;
     std::uint64_t dropped_ = 0;  // up to here pages were dropped
     std::uint64_t pushed_ = 0;   // up to here write-back was started
     std::size_t memoryAlignment_ = blockSize;

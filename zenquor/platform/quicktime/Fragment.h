@@ -25,6 +25,7 @@ std::vector<std::uint8_t> makeFragment(FileType type, std::uint32_t sequence, st
 
 /// Bytes that one more sample takes at most in its track's run, and that a track takes beside its samples.
 inline constexpr std::size_t fragmentBytesPerSample = 16;
+inline constexpr std::size_t fragmentBytesPerPlainSample = 8;  // sync samples, shown when decoded
 inline constexpr std::size_t fragmentBytesPerTrack = 8 + 40 + 20 + 24;
 inline constexpr std::size_t fragmentBytesFixed = 8 + 16;
 

@@ -91,8 +91,8 @@ bool MovieFile::appendStreamed(Bytes sample) {
     return headIsWritten_ ? file_->append({sample}) : writePending({sample});
 }
 
-bool MovieFile::closeFragment(Bytes movieBox, std::vector<FragmentTrack>& parts,
-                              const std::vector<Bytes>& runs) {
+bool MovieFile::closeFragment(const FragmentedMovieHeader& header, std::vector<FragmentTrack>& parts,
+                              const std::vector<Bytes>& runs, std::uint64_t duration) {
     std::uint64_t offset = headOffset_ + headSize_ + streamedBytes_;
     std::vector<Bytes> bytes;
     for (std::size_t i = 0; i < parts.size(); ++i) {
@@ -108,13 +108,17 @@ bool MovieFile::closeFragment(Bytes movieBox, std::vector<FragmentTrack>& parts,
     const std::uint64_t mediaEnd = roundUp(offset);
     bytes.push_back(Bytes(zeroBlock).first(static_cast<std::size_t>(mediaEnd - offset)));
     if (!writePending(std::move(bytes)) || !file_->flush()) return false;
+    const Bytes movieBox = header.box;
     const std::uint64_t fragmentOffset = headOffset_ + movieBox.size();
+    if (!movieBox.empty()) durationOffset_ = headOffset_ + header.durationOffset;
     const auto fragmentBox = makeFragment(type_, sequence_, fragmentOffset, parts);
     if (!writeHead(movieBox, fragmentBox, mediaEnd)) return false;
     ++sequence_;
     wholeEnd_ = mediaEnd;
     headSize_ = 0;
-    return true;
+    std::array<std::uint8_t, 8> durationBytes{};
+    writeBE64(durationBytes.data(), duration);
+    return file_->patch(durationOffset_, durationBytes);
 }
 
 bool MovieFile::writeHead(Bytes movieBox, Bytes fragmentBox, std::uint64_t mediaEnd) {

@@ -44,10 +44,12 @@ public:
     /// Writes a sample of the streamed track into the open fragment.
     bool appendStreamed(Bytes sample);
     /// Writes the other tracks' runs and the head. Sets each part's offset.
-    /// @param movieBox  the movie box for the first fragment, else empty.
+    /// @param header    the movie box for the first fragment, else empty.
     /// @param parts     all tracks with samples; those with bytes in @p runs at the same index are written
     /// here.
-    bool closeFragment(Bytes movieBox, std::vector<FragmentTrack>& parts, const std::vector<Bytes>& runs);
+    /// @param duration  of the movie with this fragment, in its time scale.
+    bool closeFragment(const FragmentedMovieHeader& header, std::vector<FragmentTrack>& parts,
+                       const std::vector<Bytes>& runs, std::uint64_t duration);
     /// Turns the file into a plain movie. @p movieBox holds the offsets of samples as closeFragment() told
     /// them.
     bool finish(std::vector<std::uint8_t> movieBox);
@@ -72,10 +74,11 @@ private:
     std::unique_ptr<detail::FileOutput> file_;
     FileType type_;
     std::uint32_t sequence_ = 1;
-    std::uint64_t frontOffset_ = 0;  // a free box that may take the finished movie box
-    std::size_t frontSize_ = 0;      // 0: none
-    std::uint64_t spareOffset_ = 0;  // the 16 bytes
-    std::uint64_t wholeEnd_ = 0;     // the end of the last whole fragment
+    std::uint64_t frontOffset_ = 0;     // a free box that may take the finished movie box
+    std::size_t frontSize_ = 0;         // 0: none
+    std::uint64_t durationOffset_ = 0;  // of the movie's duration in the first fragment's movie box
+    std::uint64_t spareOffset_ = 0;     // the 16 bytes
+    std::uint64_t wholeEnd_ = 0;        // the end of the last whole fragment
     std::uint64_t headOffset_ = 0;
     std::size_t headSize_ = 0;  // 0: no fragment is open
     bool headIsWritten_ = false;

@@ -50,6 +50,13 @@ public:
         created_ = static_cast<std::uint64_t>(unixTime) + from1904To1970;
     }
 
+    std::size_t durationOffset() const { return durationOffset_; }
+    std::uint64_t duration() const {
+        std::uint64_t longest = 0;
+        for (const auto& track : tracks_) longest = std::max(longest, finishedTimes(*track).duration);
+        return longest;
+    }
+
     std::vector<std::uint8_t> run() {
         std::vector<TrackTimes> times;
         std::uint64_t duration = 0;
@@ -311,6 +318,11 @@ private:
 
     void writeExtends() {
         out_.box(fourCC("mvex"), [&] {
+            // Filled in as the movie grows; without it GStreamer takes the first fragment for the whole.
+            out_.fullBox(fourCC("mehd"), 1, 0, [&] {
+                durationOffset_ = out_.size();
+                out_.u64(0);
+            });
             for (const auto& track : tracks_) {
                 out_.fullBox(fourCC("trex"), 0, 0, [&] {
                     out_.u32(track->trackID);
@@ -325,6 +337,7 @@ private:
     const TrackList& tracks_;
     const bool fragmented_;
     std::uint64_t created_ = 0;
+    std::size_t durationOffset_ = 0;
     BoxWriter out_;
 };
 
@@ -351,11 +364,17 @@ std::int64_t fragmentOrigin(const TrackState& track, const MovieSettings& settin
     return track.table.empty() ? start : std::min(start, track.table.firstDecodeTime());
 }
 
-std::vector<std::uint8_t> makeFragmentedMovieHeader(const MovieSettings& settings, const TrackList& tracks) {
+FragmentedMovieHeader makeFragmentedMovieHeader(const MovieSettings& settings, const TrackList& tracks) {
     TrackList known;
     std::ranges::copy_if(tracks, std::back_inserter(known),
                          [](const auto& t) { return t->format != nullptr; });
-    return HeaderWriter(settings, known, true).run();
+    HeaderWriter writer(settings, known, true);
+    auto box = writer.run();
+    return {std::move(box), writer.durationOffset()};
+}
+
+std::uint64_t movieDuration(const MovieSettings& settings, const TrackList& tracks) {
+    return HeaderWriter(settings, tracks, false).duration();
 }
 
 std::vector<std::uint8_t> makeMovieHeader(const MovieSettings& settings, const TrackList& tracks) {

@@ -31,9 +31,16 @@ std::vector<std::uint8_t> makeFileType(FileType type);
 /// before it.
 std::int64_t fragmentOrigin(const TrackState& track, const MovieSettings& settings);
 
+/// The moov box of a movie in fragments.
+struct FragmentedMovieHeader {
+    std::vector<std::uint8_t> box;
+    std::size_t durationOffset = 0;  // within the box: 64 bits, in the movie's time scale, 0 so far
+};
 /// The moov box of the recording: tracks without samples, and the announcement of fragments. Tracks whose
 /// format is not known are left out.
-std::vector<std::uint8_t> makeFragmentedMovieHeader(const MovieSettings& settings, const TrackList& tracks);
+FragmentedMovieHeader makeFragmentedMovieHeader(const MovieSettings& settings, const TrackList& tracks);
+/// How long the movie is so far, in its time scale.
+std::uint64_t movieDuration(const MovieSettings& settings, const TrackList& tracks);
 /// The moov box of the finished movie: all tables, edits from the session's start. Empty tracks are left out.
 std::vector<std::uint8_t> makeMovieHeader(const MovieSettings& settings, const TrackList& tracks);
 

@@ -1,5 +1,6 @@
 #include <bit>
 
+#include "zenquor/platform/detail/PCMLayout.h"
 #include "zenquor/platform/quicktime/SampleEntry.h"
 
 namespace zenquor::platform::quicktime {
@@ -57,27 +58,17 @@ void writeTerminator(BoxWriter& out) {
 
 // ---- PCM
 
-struct PCMLayout {
-    std::uint32_t channels;
-    std::uint32_t bytesPerSample;
-    bool bigEndian;
-    bool integer;
-    bool rateFits;  // into the 16.16 field of versions 0 and 1
+using detail::PCMLayout;
 
-    explicit PCMLayout(const AudioStreamBasicDescription& d)
-        : channels(d.channelsPerFrame),
-          bytesPerSample(d.channelsPerFrame != 0 ? d.bytesPerFrame / d.channelsPerFrame : 0),
-          bigEndian((d.formatFlags & audioFormatFlagIsBigEndian) != 0),
-          integer((d.formatFlags & audioFormatFlagIsFloat) == 0 && bytesPerSample * 8 == d.bitsPerChannel),
-          rateFits(d.sampleRate < 65536) {}
-
-    bool isSimple(std::uint32_t bytes) const {
-        return integer && rateFits && channels <= 2 && bytesPerSample == bytes;
-    }
-};
+/// Plain integers of mono and stereo tracks, which every reader knows by QuickTime's old codes.
+bool isSimple(const AudioFormat& format, const PCMLayout& layout, std::uint32_t bytes) {
+    const bool rateFits = format.description.sampleRate < 65536;  // into the 16.16 field of versions 0 and 1
+    return rateFits && !layout.isFloat && layout.channels <= 2 && layout.bytes == bytes &&
+           layout.bits == bytes * 8;
+}
 
 void writePCM16(BoxWriter& out, const AudioFormat& format, const PCMLayout& layout) {
-    out.box(layout.bigEndian ? fourCC("twos") : fourCC("sowt"), [&] {
+    out.box(layout.isBigEndian ? fourCC("twos") : fourCC("sowt"), [&] {
         writeHead(out, 0);
         writeVersion0(out, format, 16, 0);
         writeChannels(out, format);
@@ -92,14 +83,15 @@ void writePCM24(BoxWriter& out, const AudioFormat& format, const PCMLayout& layo
         writeVersion1(out, 1, 3, 3 * layout.channels, 2);
         out.box(fourCC("wave"), [&] {
             out.box(fourCC("frma"), [&] { out.u32(code); });
-            out.box(fourCC("enda"), [&] { out.u16(layout.bigEndian ? 0 : 1); });
+            out.box(fourCC("enda"), [&] { out.u16(layout.isBigEndian ? 0 : 1); });
             writeTerminator(out);
         });
         writeChannels(out, format);
     });
 }
 
-/// Any number of channels, any rate, any depth.
+/// Any number of channels, any rate, any depth. Integers of 16 bits and more are signed, whether or not it is
+/// said.
 void writeLinearPCM(BoxWriter& out, const AudioFormat& format) {
     constexpr std::uint32_t keptFlags = audioFormatFlagIsFloat | audioFormatFlagIsBigEndian |
                                         audioFormatFlagIsSignedInteger | audioFormatFlagIsPacked |
@@ -117,7 +109,8 @@ void writeLinearPCM(BoxWriter& out, const AudioFormat& format) {
         out.u32(d.channelsPerFrame);
         out.u32(0x7F000000);
         out.u32(d.bitsPerChannel);
-        out.u32(d.formatFlags & keptFlags);
+        const bool integer = (d.formatFlags & audioFormatFlagIsFloat) == 0 && d.bitsPerChannel > 8;
+        out.u32((d.formatFlags & keptFlags) | (integer ? audioFormatFlagIsSignedInteger : 0));
         out.u32(d.bytesPerFrame);
         out.u32(1);
         writeChannels(out, format);
@@ -126,22 +119,21 @@ void writeLinearPCM(BoxWriter& out, const AudioFormat& format) {
 
 /// PCM of ISO base media files (ISO/IEC 23003-5).
 void writeISOPCM(BoxWriter& out, const AudioFormat& format, const PCMLayout& layout) {
-    out.box(layout.integer ? fourCC("ipcm") : fourCC("fpcm"), [&] {
+    out.box(!layout.isFloat ? fourCC("ipcm") : fourCC("fpcm"), [&] {
         writeHead(out, 0);
         writeVersion0(out, format, static_cast<std::uint16_t>(format.description.bitsPerChannel), 0);
         out.fullBox(fourCC("pcmC"), 0, 0, [&] {
-            out.u8(layout.bigEndian ? 0 : 1);
+            out.u8(layout.isBigEndian ? 0 : 1);
             out.u8(static_cast<std::uint8_t>(format.description.bitsPerChannel));
         });
     });
 }
 
 void writePCM(BoxWriter& out, FileType type, const AudioFormat& format) {
-    const PCMLayout layout(format.description);
-    if (type == FileType::MPEG4) return writeISOPCM(out, format, layout);
-    if (layout.isSimple(2)) return writePCM16(out, format, layout);
-    if (layout.isSimple(3)) return writePCM24(out, format, layout);
-    writeLinearPCM(out, format);
+    const PCMLayout layout = detail::pcmLayoutForDescription(format.description).value_or(PCMLayout{});
+    if (isSimple(format, layout, 2)) return writePCM16(out, format, layout);
+    if (isSimple(format, layout, 3)) return writePCM24(out, format, layout);
+    type == FileType::MPEG4 ? writeISOPCM(out, format, layout) : writeLinearPCM(out, format);
 }
 
 // ---- AAC

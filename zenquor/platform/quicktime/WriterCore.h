@@ -109,6 +109,7 @@ private:
     // the end
     void finishInputs();
     bool writeMovie();
+    void closeFile();
     bool fail(ZQErrorPtr error);
     bool failWriting(int number);
     bool failSamples(const Track& track, const std::string& problem);
@@ -132,6 +133,7 @@ private:
     std::unique_ptr<quicktime::MovieFile> file_;
     std::unique_ptr<SerialQueue> synchroniser_;
     std::atomic<bool> synchronising_{false};
+    Clock::time_point nextSynchronise_{};
     NamedThread finisher_;
 };
 

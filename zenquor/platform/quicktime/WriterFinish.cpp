@@ -13,7 +13,7 @@ using namespace quicktime;
 
 AssetWriter::Implementation::~Implementation() {
     cancel();
-    synchroniser_ = nullptr;  // before the file
+    closeFile();
 }
 
 void AssetWriter::Implementation::finish(std::shared_ptr<AssetWriter> self,
@@ -26,7 +26,9 @@ void AssetWriter::Implementation::finish(std::shared_ptr<AssetWriter> self,
     }
     finisher_.start([this, self = std::move(self), completion = std::move(completion)] {
         finishInputs();
-        if (status() == AssetWriterStatus::Writing && writeMovie()) {
+        const bool written = status() == AssetWriterStatus::Writing && writeMovie();
+        closeFile();
+        if (written) {
             const std::lock_guard lock(mutex);
             status_ = AssetWriterStatus::Completed;
         }
@@ -82,7 +84,14 @@ void AssetWriter::Implementation::cancel() {
         const std::lock_guard lock(mutex);
         if (status_ == AssetWriterStatus::Writing) status_ = AssetWriterStatus::Cancelled;
     }
+    closeFile();
     dropBlocks();
+}
+
+void AssetWriter::Implementation::closeFile() {
+    const std::lock_guard fileLock(fileMutex);
+    synchroniser_ = nullptr;  // waits for the disk
+    file_ = nullptr;
 }
 
 /// Blocks hold what the host gave them, often the host itself.

@@ -21,6 +21,13 @@ constexpr std::uint64_t largestFragmentBytes = std::uint64_t{1} << 30;
 constexpr double assumedSamplesPerSecond = 60;
 constexpr std::size_t spareEntries = 16;
 
+/// What a track takes in the head at most. Only pictures come with dependencies and in another order than
+/// shown.
+std::size_t fragmentBytes(const TrackState& track, std::size_t entries) {
+    return fragmentBytesPerTrack +
+           entries * (track.isStreamed ? fragmentBytesPerSample : fragmentBytesPerPlainSample);
+}
+
 MediaTime fifths(MediaTime interval, std::int64_t count) {
     return {interval.value * count, interval.timescale * 5};
 }
@@ -111,7 +118,7 @@ bool AssetWriter::Implementation::writeStreamed(Track& track, const CodedSample&
     Cut cut = Cut::No;
     {
         const std::lock_guard lock(mutex);
-        if (status_ != AssetWriterStatus::Writing) return false;
+        if (status_ != AssetWriterStatus::Writing || !file_) return false;
         // What the coded picture says of itself is more than any hint.
         if (track.table.empty() && sample.format) track.format = sample.format;
         cut = cutDue(track, now);
@@ -217,13 +224,13 @@ void AssetWriter::Implementation::openFragment() {
     std::size_t size = fragmentBytesFixed;
     for (std::size_t i = 0; i < tracks_.size(); ++i) {
         entryLimits_[i] = entryLimit(*tracks_[i]);
-        size += fragmentBytesPerTrack + entryLimits_[i] * fragmentBytesPerSample;
+        size += fragmentBytes(*tracks_[i], entryLimits_[i]);
     }
     if (!file_->hasFragments()) {
         for (const auto& track : tracks_) {
             if (track->timescale == 0) track->timescale = settings.timescale;
         }
-        size += makeFragmentedMovieHeader(settings, tracks_).size();
+        size += makeFragmentedMovieHeader(settings, tracks_).box.size();
     }
     limitsHold_ = true;
     file_->openFragment(size);
@@ -236,20 +243,23 @@ bool AssetWriter::Implementation::closeFragment() {
         // movie.
         const bool known =
             std::ranges::all_of(tracks_, [](const auto& track) { return track->format != nullptr; });
+        if (status_ != AssetWriterStatus::Writing || !file_) return false;
         if (!fragmentHasSamples_ || !known) return true;
     }
     if (!file_->fragmentIsOpen()) openFragment();
-    std::vector<std::uint8_t> movieBox;
+    FragmentedMovieHeader header;
+    std::uint64_t duration = 0;
     std::vector<FragmentRun> runs = std::move(spareRuns_);
     {
         const std::lock_guard lock(mutex);
         if (!file_->hasFragments()) {
-            movieBox = makeFragmentedMovieHeader(settings, tracks_);
+            header = makeFragmentedMovieHeader(settings, tracks_);
             origins_.clear();
             for (const auto& track : tracks_) origins_.push_back(fragmentOrigin(*track, settings));
         }
         for (std::size_t i = 0; i < tracks_.size(); ++i)
             runs[i] = tracks_[i]->exchangeRun(std::move(runs[i]));
+        duration = movieDuration(settings, tracks_);
         fragmentHasSamples_ = false;
         limitsHold_ = false;
     }
@@ -260,7 +270,7 @@ bool AssetWriter::Implementation::closeFragment() {
         parts.push_back({tracks_[i]->trackID, decodeTime, 0, runs[i].entries});
         bytes.emplace_back(runs[i].bytes);
     }
-    if (!file_->closeFragment(movieBox, parts, bytes)) return failWriting(file_->lastError());
+    if (!file_->closeFragment(header, parts, bytes, duration)) return failWriting(file_->lastError());
     {
         const std::lock_guard lock(mutex);
         for (std::size_t i = 0; i < runs.size(); ++i)
@@ -271,9 +281,12 @@ bool AssetWriter::Implementation::closeFragment() {
     return true;
 }
 
-/// Pushes the fragment to the disk on a thread of its own, one at a time, so that it survives a power cut.
+/// Pushes what is written to the disk on a thread of its own, so that it survives a power cut. In a recording
+/// this comes once per fragment; faster sources are not slowed down by it.
 void AssetWriter::Implementation::scheduleSynchronise() {
-    if (synchronising_.exchange(true, std::memory_order_acq_rel)) return;
+    const auto now = Clock::now();
+    if (now < nextSynchronise_ || synchronising_.exchange(true, std::memory_order_acq_rel)) return;
+    nextSynchronise_ = now + clockTime(fifths(fragmentInterval, aimedFifths)) * 3 / 4;
     synchroniser_->async([this] {
         file_->synchronise();
         synchronising_.store(false, std::memory_order_release);
