@@ -24,15 +24,16 @@ int allocationsOf(F&& function) {
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: the compiler would otherwise see malloc() meet operator delete.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     allocations.fetch_add(1);
     if (void* block = std::malloc(size != 0 ? size : 1)) return block;
     throw std::bad_alloc();
 }
-void operator delete(void* block) noexcept {
+[[gnu::noinline]] void operator delete(void* block) noexcept {
     std::free(block);
 }
-void operator delete(void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
     std::free(block);
 }
 
