@@ -71,7 +71,7 @@ class Captions(Case):
         for channel in (2, 3, 4):
             path = self.record_with_captions("720p25", "--caption-channel", channel)
             text = run(ZENQUOR, "anc", path).stdout
-            self.assertIn(f"CEA608 channel {channel - 1} ", text)
+            self.assertRegex(text, rf"CEA608 channel {channel - 1} [0-9a-f]{{4}} Control Code ")
             path.unlink()
 
 
