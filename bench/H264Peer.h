@@ -22,6 +22,7 @@ inline void encodeWithLibavcodec(const Material& material, std::uint64_t frames,
     const auto& format = material.format();
     const int width = static_cast<int>(format.width);
     const int height = static_cast<int>(format.height);
+    av_log_set_level(AV_LOG_ERROR);
     AVCodecContext* context = avcodec_alloc_context3(avcodec_find_encoder_by_name("libx264"));
     context->width = width;
     context->height = height;
