@@ -86,9 +86,9 @@ void writeUserData(BoxWriter& out, FileType type, const Items& items) {
     if (items.userData.empty()) return;
     out.box(fourCC("udta"), [&] {
         if (type == FileType::QuickTimeMovie) {
-            for (const auto& [code, text] : items.userData) {
-                out.box(code, [&] {
-                    const auto clipped = std::string_view(text).substr(0, 0xFFFF);
+            for (const auto& item : items.userData) {
+                out.box(item.first, [&] {
+                    const auto clipped = std::string_view(item.second).substr(0, 0xFFFF);
                     out.u16(static_cast<std::uint16_t>(clipped.size()));
                     out.u16(undeterminedLanguage);
                     out.text(clipped);
@@ -99,7 +99,9 @@ void writeUserData(BoxWriter& out, FileType type, const Items& items) {
         writeMeta(out, type, [&] {
             writeHandler(out, fourCC("mdir"));
             out.box(fourCC("ilst"), [&] {
-                for (const auto& [code, text] : items.userData) out.box(code, [&] { writeValue(out, text); });
+                for (const auto& item : items.userData) {
+                    out.box(item.first, [&] { writeValue(out, item.second); });
+                }
             });
         });
     });

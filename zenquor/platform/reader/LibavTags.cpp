@@ -11,6 +11,8 @@ struct Pair {
     From from;
     To to;
 };
+template <typename From, typename To>
+Pair(From, To) -> Pair<From, To>;
 
 template <typename From, typename To, std::size_t size>
 std::optional<To> lookUp(const std::array<Pair<From, To>, size>& table, From value) {
