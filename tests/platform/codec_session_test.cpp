@@ -233,7 +233,7 @@ TEST(CompressionSession, InterlacedPicturesAreCodedAsFieldsInTheirOrder) {
 TEST(CompressionSession, HEVCDecodesFromItsRecordAndClosesItsGroups) {
     Session s(hvc1);
     ASSERT_EQ(s.status, noErr);
-    ASSERT_EQ(s.session->setProperty(Property::ProfileLevel, std::string("HEVC_Main_AutoLevel")), noErr);
+    ASSERT_EQ(s.session->setProperty(Property::ProfileLevel, std::string("HEVC_Main_4_1")), noErr);
     ASSERT_EQ(s.session->setProperty(Property::AverageBitRate, std::int64_t{1000000}), noErr);
     s.encode(32, pixelFormat32BGRA);
     expectSoundTiming(s.coded, 32);
@@ -241,6 +241,7 @@ TEST(CompressionSession, HEVCDecodesFromItsRecordAndClosesItsGroups) {
     const ZQData record = s.format().configuration;
     ASSERT_GT(record.size(), 23U);
     EXPECT_EQ(record[1] & 31, 1) << "Main";
+    EXPECT_EQ(record[12], 123) << "level 4.1, in thirtieths";
     EXPECT_EQ(record[21] & 3, 3) << "4-byte lengths";
     EXPECT_EQ(record[22], 3) << "video, sequence and picture sets";
     EXPECT_EQ(decode(AV_CODEC_ID_HEVC, s.coded).times.size(), 32U);

@@ -42,8 +42,10 @@ void setX264Options(const EncoderSettings& settings, Options& options) {
 
 // x265 does not look at libavcodec's thread count and writes to standard error itself. Its GOPs are open
 // unless told.
-void setX265Options(Options& options) {
-    options.set("x265-params", fmt::format("log-level=error:open-gop=0:pools={}", coreCount()));
+void setX265Options(const EncoderSettings& settings, Options& options) {
+    std::string parameters = fmt::format("log-level=error:open-gop=0:pools={}", coreCount());
+    if (!settings.level().empty()) parameters += ":level-idc=" + settings.level();
+    options.set("x265-params", parameters);
 }
 
 void setOptions(const EncoderRow& row, const EncoderSettings& settings, Options& options) {
@@ -51,9 +53,9 @@ void setOptions(const EncoderRow& row, const EncoderSettings& settings, Options&
     if (settings.preset()) options.set("preset", settings.preset());
     const bool isConstrained = row.device == AV_HWDEVICE_TYPE_VAAPI && settings.profile() == "baseline";
     options.set("profile", isConstrained ? "constrained_baseline" : settings.profile());
+    if (name == "libx265") return setX265Options(settings, options);
     options.set("level", settings.level());
     if (name == "libx264") setX264Options(settings, options);
-    if (name == "libx265") setX265Options(options);
 }
 
 }  // namespace

@@ -55,8 +55,9 @@ Status PictureConverter::convert(const PixelBuffer& picture, AVFrame& frame) {
 
 // An odd size becomes even in 4:2:0; that is no scaling.
 bool PictureConverter::hasCodedSize(const PixelBuffer& picture) const {
-    const auto fits = [](std::uint32_t coded, std::uint32_t given) {
-        return coded == given || (coded % 2 == 0 && coded == given + 1);
+    const bool isSubsampled = format_ == AV_PIX_FMT_NV12 || format_ == AV_PIX_FMT_YUV420P;
+    const auto fits = [&](std::uint32_t coded, std::uint32_t given) {
+        return coded == given || (isSubsampled && coded % 2 == 0 && coded == given + 1);
     };
     return fits(settings_.width(), picture.width()) && fits(settings_.height(), picture.height());
 }
@@ -96,8 +97,7 @@ void PictureConverter::toPlanes10(const PixelBuffer& picture, const PlanarPictur
     const auto kernel = picture.pixelFormat() == pixelFormatV210 ? pixelKernels().v210ToPlanar10
                                                                  : pixelKernels().uyvyToPlanar10;
     for (std::uint32_t y = 0; y < to.height; ++y) {
-        kernel(picture.row(std::min(y, picture.height() - 1)), to.row16(0, y), to.row16(1, y), to.row16(2, y),
-               picture.width());
+        kernel(picture.row(y), to.row16(0, y), to.row16(1, y), to.row16(2, y), picture.width());
     }
 }
 
