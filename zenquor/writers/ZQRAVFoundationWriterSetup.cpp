@@ -251,12 +251,19 @@ void ZQRAVFoundationWriter::addTimecodeInput() {
         s.writeTimecode = false;
         return;
     }
-    if (!s.movie.video->canAddTrackAssociation(s.movie.timecode, fourCC("tmcd"))) {
+    constexpr FourCC association = fourCC("tmcd");
+    if (!s.movie.video->canAddTrackAssociation(s.movie.timecode, association)) {
         ZLGGetHandle().error("ZQRAVFoundationWriter: Can't add track association for timecode track");
         return;
     }
     ZLGGetHandle().debug("ZQRAVFoundationWriter: Can add track association for timecode track");
-    s.movie.video->addTrackAssociation(s.movie.timecode, fourCC("tmcd"));
+    s.movie.video->addTrackAssociation(s.movie.timecode, association);
+    // Editors that show sound apart from its picture look for the timecode on every audio track.
+    for (const auto& audio : s.movie.audio) {
+        if (audio->canAddTrackAssociation(s.movie.timecode, association)) {
+            audio->addTrackAssociation(s.movie.timecode, association);
+        }
+    }
 }
 
 void ZQRAVFoundationWriter::addClosedCaptionInput() {
