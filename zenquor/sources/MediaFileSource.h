@@ -15,9 +15,9 @@ namespace zenquor {
 /// the frame rate made by repeating and leaving out pictures at exact times, sound at 48 kHz cut into the
 /// rate's cadence.
 ///
-/// The channels of all audio tracks in order become channels 1, 2, 3 …; missing ones are silent. A file that
-/// ends or begins later in one track than in the other is filled with the last picture (black before the
-/// first) and silence.
+/// The programme begins with the first picture. The channels of all audio tracks in order become channels 1,
+/// 2, 3 …; missing ones are silent. Where sound runs on after the pictures the last one stays; a file of
+/// sound alone has black pictures.
 ///
 /// Lifecycle:     create, nextFrame() until null.
 /// Thread-safety: One thread at a time.
@@ -43,7 +43,7 @@ public:
 
     ZQRFramePtr nextFrame() override;
     const SourceFormat& format() const override;
-    /// Of one pass through the file; nothing when it loops without an end or the container does not say.
+    /// What the container promises; nothing when it does not say or the file is repeated without an end.
     std::optional<std::uint64_t> durationFrames() const override;
     ZQCKTimecode startTimecode() const override;
     ZQErrorPtr error() const override;

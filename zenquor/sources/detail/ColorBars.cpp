@@ -5,9 +5,11 @@
 namespace zenquor::detail {
 namespace {
 
-struct LumaWeights {
-    double red, blue;
-};
+std::uint16_t level(double value) {
+    return static_cast<std::uint16_t>(std::lround(value * 4));
+}
+
+}  // namespace
 
 LumaWeights lumaWeights(platform::YCbCrMatrix matrix) {
     switch (matrix) {
@@ -22,12 +24,6 @@ LumaWeights lumaWeights(platform::YCbCrMatrix matrix) {
     }
     return {0.2126, 0.0722};
 }
-
-std::uint16_t level(double value) {
-    return static_cast<std::uint16_t>(std::lround(value * 4));
-}
-
-}  // namespace
 
 VideoColor videoColor(double red, double green, double blue, platform::YCbCrMatrix matrix) {
     const auto [kr, kb] = lumaWeights(matrix);

@@ -8,6 +8,12 @@
 
 namespace zenquor::detail {
 
+/// What red and blue weigh in luma; green has the rest.
+struct LumaWeights {
+    double red, blue;
+};
+LumaWeights lumaWeights(platform::YCbCrMatrix matrix);
+
 /// R'G'B' between 0 and 1 as 10-bit video levels of a matrix.
 VideoColor videoColor(double red, double green, double blue, platform::YCbCrMatrix matrix);
 
