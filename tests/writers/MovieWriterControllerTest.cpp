@@ -19,6 +19,7 @@ using testing::ElementsAre;
 class FakeWriter final : public ZQRMovieWriterProtocol {
 public:
     std::function<bool(const ZQRFramePtr&, ZQErrorPtr*)> onWrite;
+    std::function<void()> onFinish;
     bool finishResult = true;
     std::atomic<int> finishes{0};
     Guarded<std::vector<std::int64_t>> written;
@@ -30,6 +31,7 @@ public:
     }
     bool finishWritingMovie() override {
         ++finishes;
+        if (onFinish) onFinish();
         return finishResult;
     }
     void gatherQueueDiagnostics(ZQDictionaryList& diagnostics) const override {
@@ -337,6 +339,18 @@ TEST_F(MovieWriterControllerTest, StaysInvalidWhenAProducerOverflowsDuringAWrite
     EXPECT_EQ(delegate->error->code(), -52001);
     EXPECT_EQ(delegate->error->localizedDescription(),
               "Can't do anything on movie writer V1 because it's invalid.");
+}
+
+TEST_F(MovieWriterControllerTest, StaysInvalidWhenAProducerOverflowsWhileTheMovieIsClosed) {
+    make(1);
+    writer->onFinish = [&] {
+        EXPECT_TRUE(controller->addRawFrame(frame(1)));
+        EXPECT_FALSE(controller->addRawFrame(frame(2)));
+    };
+    addBoth(frame(0, ZQRFrameStatusLast));
+    run();
+    EXPECT_TRUE(delegate->success);
+    EXPECT_EQ(controller->state(), ZQRMovieWriterController::StateInvalid);
 }
 
 std::atomic<std::int64_t> pinnedNanoseconds{0};

@@ -44,6 +44,14 @@ ZQRAVFoundationWriter::~ZQRAVFoundationWriter() {
         state_->movie.assetWriter->cancelWriting();
     }
     if (state_->queueIndexController) state_->queueIndexController->signalAll();
+    waitForFeeds();
+}
+
+void ZQRAVFoundationWriter::waitForFeeds() {
+    const auto& s = *state_;
+    for (const auto& queue : {s.videoDiskQueue, s.audioDiskQueue, s.timecodeDiskQueue, s.captionDiskQueue}) {
+        if (queue) queue->sync([] {});
+    }
 }
 
 // ---- Every frame
@@ -122,9 +130,7 @@ bool ZQRAVFoundationWriter::finishWritingMovie() {
     ZLGGetHandle().debug("ZQRAVFoundationWriter: Will finish writing");
     if (s.queueIndexController) s.queueIndexController->finish();
     // The last samples have left their queues; wait until the feeds have passed them on.
-    for (const auto& queue : {s.videoDiskQueue, s.audioDiskQueue, s.timecodeDiskQueue, s.captionDiskQueue}) {
-        if (queue) queue->sync([] {});
-    }
+    waitForFeeds();
     if (const auto assetWriter = s.movie.assetWriter) {
         const auto closed = std::make_shared<std::binary_semaphore>(0);
         assetWriter->finishWritingWithCompletionHandler([closed, writer = assetWriter.get()] {

@@ -118,6 +118,8 @@ private:
     void initialise(ZQRVideoPropertiesPtr videoProperties, const ZQRAudioPropertiesPtr& audioProperties,
                     ZQDictionary options);
     void busyCountdown();
+    /// Until the queues' threads have nothing under way.
+    void waitForFeeds();
     bool failWrite(ZQErrorPtr* error, ZQErrorPtr value);
     bool failWrite(ZQErrorPtr* error, int code, std::string text, std::string userText);
 
