@@ -35,9 +35,10 @@ class Crashes(Case):
                 while time.monotonic() - started < seconds:
                     os.set_blocking(process.stderr.fileno(), False)
                     line = process.stderr.readline()
-                    if line:
-                        reports.append((time.monotonic(), int(re.search(r"frame (\d+)", line).group(1))))
-                    else:
+                    report = re.search(r"frame (\d+)", line or "")
+                    if report:
+                        reports.append((time.monotonic(), int(report.group(1))))
+                    elif not line:
                         time.sleep(0.02)
                 process.kill()
                 process.wait()

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
@@ -38,7 +39,7 @@ public:
 
     bool finish(std::string& problem) override {
         if (!heard_) return true;
-        const Status status = encoder_->finish([this](auto packet) { deliver(packet); });
+        const Status status = encoder_->finish([this](auto packet) { deliverLast(packet); });
         if (status != noErr) problem = fmt::format("the AAC encoder could not finish, status {}", status);
         return status == noErr;
     }
@@ -53,14 +54,18 @@ private:
         next_ = start - encoder_->primingFrames();
     }
 
-    void deliver(std::span<const std::uint8_t> packet) {
+    void deliver(std::span<const std::uint8_t> packet) { deliver(packet, detail::AACEncoder::framesPerPacket); }
+
+    /// The padding behind the last sound counts for nothing, so that the track ends with the sound.
+    void deliverLast(std::span<const std::uint8_t> packet) {
+        const std::int64_t left = heard_->to - next_;
+        if (left > 0) deliver(packet, std::min<std::int64_t>(left, detail::AACEncoder::framesPerPacket));
+    }
+
+    void deliver(std::span<const std::uint8_t> packet, std::int64_t frames) {
         const MediaTime time{next_, timescale_};
-        next_ += detail::AACEncoder::framesPerPacket;
-        sink_({packet,
-               {time, time, {detail::AACEncoder::framesPerPacket, timescale_}},
-               false,
-               false,
-               format()});
+        next_ += frames;
+        sink_({packet, {time, time, {frames, timescale_}}, false, false, format()});
     }
 
     std::unique_ptr<detail::AACEncoder> encoder_;
