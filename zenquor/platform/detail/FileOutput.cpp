@@ -178,13 +178,12 @@ bool FileOutput::setDirect(bool on) {
 /// Drops what was written through the cache so far and goes on past it. An open block at the end is taken
 /// back into the staging buffer, because direct writes start at whole blocks.
 bool FileOutput::leaveCache() {
-    mode_ = Mode::Dropping;
-    if (!dropWritten(true)) return false;
     staging_ = allocate(stagingSize);
     if (!staging_.memory) return failed(ENOMEM);
     stagedStart_ = roundDown(position_, blockSize);
     staged_ = static_cast<std::size_t>(position_ - stagedStart_);
     tailIsWritten_ = true;
+    mode_ = Mode::Dropping;
     if (!readAt(stagedStart_, {staging_.memory.get(), staged_}) || !dropWritten(true)) return false;
     if (!setDirect(true)) {
         staging_ = {};

@@ -54,7 +54,9 @@ private:
         next_ = start - encoder_->primingFrames();
     }
 
-    void deliver(std::span<const std::uint8_t> packet) { deliver(packet, detail::AACEncoder::framesPerPacket); }
+    void deliver(std::span<const std::uint8_t> packet) {
+        deliver(packet, detail::AACEncoder::framesPerPacket);
+    }
 
     /// The padding behind the last sound counts for nothing, so that the track ends with the sound.
     void deliverLast(std::span<const std::uint8_t> packet) {

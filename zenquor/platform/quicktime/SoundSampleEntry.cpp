@@ -110,7 +110,7 @@ void writeLinearPCM(BoxWriter& out, const AudioFormat& format) {
         out.u32(0x7F000000);
         out.u32(d.bitsPerChannel);
         const bool integer = (d.formatFlags & audioFormatFlagIsFloat) == 0 && d.bitsPerChannel > 8;
-        out.u32((d.formatFlags & keptFlags) | (integer ? audioFormatFlagIsSignedInteger : 0));
+        out.u32((d.formatFlags & keptFlags) | (integer ? std::uint32_t{audioFormatFlagIsSignedInteger} : 0U));
         out.u32(d.bytesPerFrame);
         out.u32(1);
         writeChannels(out, format);

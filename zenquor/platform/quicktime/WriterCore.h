@@ -101,6 +101,7 @@ private:
     Cut cutDue(const Track& track, Clock::time_point now) const;
     void noteFirstAppend(Clock::time_point now);
     std::size_t entryLimit(const Track& track) const;
+    bool gatheringIsDue(const Track& track, Clock::time_point now) const;
     bool videoIsAlive() const;
     void openFragment();
     bool closeFragment();

@@ -147,28 +147,23 @@ bool AssetWriter::Implementation::gather(Track& track, std::size_t entries,
     };
     std::string problem;
     bool added = false;
-    Cut cut = Cut::No;
     {
         const std::lock_guard lock(mutex);
         if (status_ != AssetWriterStatus::Writing) return false;
         if (hasRoom()) {
             added = add(problem);
             noteFirstAppend(now);
-            cut = cutDue(track, now);
+            if (added && !gatheringIsDue(track, now)) return true;
         }
     }
-    if (added && cut == Cut::No) return true;
     if (!problem.empty()) return failSamples(track, problem);
     const std::lock_guard fileLock(fileMutex);
-    if (added) {
-        // Another track may have closed it in between; with a video track alive its sync samples are awaited.
+    bool due = true;
+    {
         const std::lock_guard lock(mutex);
-        cut = cutDue(track, now);
-        if (cut == Cut::AtSync && videoIsAlive()) cut = Cut::No;
-    } else {
-        cut = Cut::Now;
+        if (added) due = gatheringIsDue(track, now);  // another track may have closed it in between
     }
-    if (cut != Cut::No && !closeFragment()) return false;
+    if (due && !closeFragment()) return false;
     if (added) return true;
     {
         const std::lock_guard lock(mutex);
@@ -204,6 +199,14 @@ AssetWriter::Implementation::Cut AssetWriter::Implementation::cutDue(const Track
         return mediaTime >= limit || elapsed >= clockTime(limit);
     };
     return reaches(largestFifths) ? Cut::Now : reaches(aimedFifths) ? Cut::AtSync : Cut::No;
+}
+
+/// Whether a track other than the video has to close the fragment: without video as soon as it would, with it
+/// only when the pictures do not come.
+bool AssetWriter::Implementation::gatheringIsDue(const Track& track, Clock::time_point now) const {
+    if (!videoIsAlive()) return cutDue(track, now) != Cut::No;
+    const MediaTime limit{fragmentInterval.value * 9, fragmentInterval.timescale * 10};
+    return fragmentHasSamples_ && now - fragmentBegan_ >= clockTime(limit);
 }
 
 /// Entries that a track may have in a fragment: for the longest fragment at its rate, and a quarter more.
