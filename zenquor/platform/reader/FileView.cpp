@@ -24,8 +24,14 @@ FileViewPtr FileView::open(const std::filesystem::path& url) {
     return FileViewPtr(new FileView(descriptor, static_cast<std::uint64_t>(status.st_size)));
 }
 
+FileViewPtr FileView::wrapping(ZQData bytes) {
+    FileViewPtr view(new FileView(-1, bytes.size()));
+    view->memory_ = std::move(bytes);
+    return view;
+}
+
 FileView::~FileView() {
-    ::close(descriptor_);
+    if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 void FileView::limitTo(std::uint64_t size) {
