@@ -50,7 +50,7 @@ protected:
     static fs::path reordered() {
         return make("reordered.mp4",
                     "-f lavfi -i testsrc2=s=320x180:r=30000/1001:d=2 -f lavfi -i sine=r=48000:d=2 "
-                    "-c:v libx264 -preset ultrafast -bf 2 -g 15 -pix_fmt yuv420p -c:a aac");
+                    "-c:v libx264 -preset ultrafast -bf 2 -g 15 -pix_fmt yuv420p -c:a aac -aac_pns 0");
     }
 };
 
@@ -148,9 +148,9 @@ TEST_F(ReaderFiles, ReadingFromAnyFrameGivesThatFrameAndTheSoundFromThereOn) {
         const auto rest = sound(drain(part.audio));
         const std::size_t skipped = static_cast<std::size_t>((frame * 2002 + 1001) * 48000 / 60000);
         ASSERT_EQ(rest.size(), samples.size() - skipped) << frame;
-        // AAC fills bands with noise of its own making, so the last bits may differ.
+        // The file was made without the noise that an AAC decoder makes up anew.
         for (std::size_t i = 0; i < rest.size(); ++i)
-            ASSERT_NEAR(rest[i], samples[skipped + i], 8) << frame << ' ' << i;
+            ASSERT_EQ(rest[i], samples[skipped + i]) << frame << ' ' << i;
     }
 }
 
