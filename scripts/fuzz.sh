@@ -15,7 +15,7 @@ targets=("$@")
 for target in "${targets[@]}"; do
   echo "fuzz: $target for $seconds s"
   found=$(mktemp -d)
-  # New inputs go to a scratch folder: the seed corpus grows by hand only.
+  # New inputs go to a scratch folder; the corpus in the tree grows by hand only.
   if ! build-fuzz/fuzz/fuzz_$target -max_total_time="$seconds" -max_len=8192 -timeout=5 -rss_limit_mb=1024 -verbosity=0 \
       -artifact_prefix="$found/" "$found" "fuzz/corpus/$target"; then
     echo "fuzz: $target failed; the input is in $found" >&2
