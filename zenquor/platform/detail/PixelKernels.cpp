@@ -132,7 +132,7 @@ inline void storeChroma(std::uint8_t* cb, std::uint8_t* cr, __m128i left, __m128
 // The rows two further down are the next to be read. The processor's own prefetch stops at the end of each
 // page, which is about a row.
 inline void prefetchNextRows(const std::uint8_t* row, std::size_t width) {
-    _mm_prefetch(reinterpret_cast<const char*>(row + width * 4), _MM_HINT_T0);
+    _mm_prefetch(reinterpret_cast<const char*>(row + width * 4), _MM_HINT_NTA);
 }
 
 template <ChromaWeight weight>

@@ -82,7 +82,8 @@ void planar10ToV210(const std::uint16_t* y, const std::uint16_t* cb, const std::
                     std::uint8_t* v210, std::size_t width) {
     writeV210(v210, width, [&](std::size_t i) -> std::uint32_t {
         if (i % 2 == 1) return i / 2 < width ? y[i / 2] & 0x3FF : 0;
-        return (i % 4 == 0 ? cb : cr)[i / 4] & 0x3FF;
+        const std::uint16_t* const chroma = i % 4 == 0 ? cb : cr;
+        return chroma[i / 4] & 0x3FF;
     });
 }
 
