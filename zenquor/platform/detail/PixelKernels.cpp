@@ -23,27 +23,45 @@ inline void store(void* p, __m128i v) {
 // 2 and 4 of a 16-bit lane, from where a multiplication shifts them, each lane by its own amount.
 constexpr char none = static_cast<char>(0x80);
 
+/// How eight samples in a row are brought from byte pairs to 8 bits, for the three phases of a word that the
+/// first of them can have.
+struct Phase {
+    __m128i mask;
+    __m128i factor;
+};
+// (lane * factor + 2^14) >> 15 drops the two low bits of a sample with rounding, wherever the lane holds it.
+inline Phase phase(int first) {
+    alignas(16) static constexpr std::int16_t masks[] = {0x03FF, 0x0FFC, 0x3FF0, 0x03FF, 0x0FFC,
+                                                         0x3FF0, 0x03FF, 0x0FFC, 0x3FF0, 0x03FF};
+    alignas(16) static constexpr std::int16_t factors[] = {1 << 13, 1 << 11, 1 << 9,  1 << 13, 1 << 11,
+                                                           1 << 9,  1 << 13, 1 << 11, 1 << 9,  1 << 13};
+    return {load(masks + first), load(factors + first)};
+}
+inline __m128i eightSamples(__m128i bytes, __m128i pairs, const Phase& p) {
+    return _mm_mulhrs_epi16(_mm_and_si128(_mm_shuffle_epi8(bytes, pairs), p.mask), p.factor);
+}
+
 void v210To2vuy(const std::uint8_t* v210, std::uint8_t* uyvy, std::size_t width) {
-    const __m128i pairsLow = _mm_setr_epi8(0, 1, 1, 2, 2, 3, 4, 5, 5, 6, 6, 7, 8, 9, 9, 10);
-    const __m128i pairsHigh =
-        _mm_setr_epi8(10, 11, 12, 13, 13, 14, 14, 15, none, none, none, none, none, none, none, none);
-    const __m128i maskLow = _mm_setr_epi16(0x03FF, 0x0FFC, 0x3FF0, 0x03FF, 0x0FFC, 0x3FF0, 0x03FF, 0x0FFC);
-    const __m128i maskHigh = _mm_setr_epi16(0x3FF0, 0x03FF, 0x0FFC, 0x3FF0, 0, 0, 0, 0);
-    // (lane * factor + 2^14) >> 15 drops the two low bits of the sample with rounding, wherever the lane
-    // holds it.
-    const __m128i factorLow =
-        _mm_setr_epi16(1 << 13, 1 << 11, 1 << 9, 1 << 13, 1 << 11, 1 << 9, 1 << 13, 1 << 11);
-    const __m128i factorHigh = _mm_setr_epi16(1 << 9, 1 << 13, 1 << 11, 1 << 9, 0, 0, 0, 0);
+    // Two groups make 24 samples: eight of the first, four of each, eight of the second.
+    const __m128i firstPairs = _mm_setr_epi8(0, 1, 1, 2, 2, 3, 4, 5, 5, 6, 6, 7, 8, 9, 9, 10);
+    const __m128i middlePairs = _mm_setr_epi8(2, 3, 4, 5, 5, 6, 6, 7, 8, 9, 9, 10, 10, 11, 12, 13);
+    const __m128i lastPairs = _mm_setr_epi8(5, 6, 6, 7, 8, 9, 9, 10, 10, 11, 12, 13, 13, 14, 14, 15);
+    const Phase firstPhase = phase(0), middlePhase = phase(2), lastPhase = phase(1);
+    const auto unpack = [&](const std::uint8_t* groups, __m128i& a, __m128i& b, __m128i& c) {
+        const __m128i one = load(groups), two = load(groups + 16);
+        a = eightSamples(one, firstPairs, firstPhase);
+        b = eightSamples(_mm_alignr_epi8(two, one, 8), middlePairs, middlePhase);
+        c = eightSamples(two, lastPairs, lastPhase);
+    };
     const std::size_t samples = (width + 1) / 2 * 4;
     std::size_t done = 0;
-    // 12 bytes a turn; the other 4 of each store are overwritten by the next turn or by the tail.
-    for (; samples - done >= 16; done += 12, v210 += 16) {
-        const __m128i group = load(v210);
-        const __m128i low =
-            _mm_mulhrs_epi16(_mm_and_si128(_mm_shuffle_epi8(group, pairsLow), maskLow), factorLow);
-        const __m128i high =
-            _mm_mulhrs_epi16(_mm_and_si128(_mm_shuffle_epi8(group, pairsHigh), maskHigh), factorHigh);
-        store(uyvy + done, _mm_packus_epi16(low, high));
+    for (; samples - done >= 48; done += 48, v210 += 64) {
+        __m128i a, b, c, d, e, f;
+        unpack(v210, a, b, c);
+        unpack(v210 + 32, d, e, f);
+        store(uyvy + done, _mm_packus_epi16(a, b));
+        store(uyvy + done + 16, _mm_packus_epi16(c, d));
+        store(uyvy + done + 32, _mm_packus_epi16(e, f));
     }
     plain::v210To2vuy(v210, uyvy + done, (samples - done) / 2);
 }
