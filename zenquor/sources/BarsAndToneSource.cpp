@@ -21,10 +21,11 @@ bool isFiftyHertz(const SourceFormat& format) {
 
 std::array<detail::VideoColor, 8> barsFor(const SourceFormat& format, BarsAndToneSource::Bars bars) {
     const auto matrix = *format.pictureAttachments().yCbCrMatrix;
+    const int bits = format.pixelFormat == platform::pixelFormatV210 ? 10 : 8;
     if (bars == BarsAndToneSource::Bars::Percent100)
-        return detail::colorBars(fullAmplitude, fullAmplitude, matrix);
+        return detail::colorBars(fullAmplitude, fullAmplitude, matrix, bits);
     const double white = isFiftyHertz(format) ? fullAmplitude : reducedAmplitude;
-    return detail::colorBars(white, reducedAmplitude, matrix);
+    return detail::colorBars(white, reducedAmplitude, matrix, bits);
 }
 
 /// The label of @p timecode in the recording's timebase.

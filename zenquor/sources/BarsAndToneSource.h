@@ -30,9 +30,9 @@ public:
 
     struct Options {
         Bars bars = Bars::Percent75;
-        std::optional<ZQCKTimecode> startTimecode;  ///< its label counts; 10:00:00:00 when not said
-        std::optional<std::uint64_t> durationFrames;
-        std::string title;  ///< A–Z, 0–9, blank, ':', ';', '.', '-', '/'; drawn above the timecode
+        std::optional<ZQCKTimecode> startTimecode{};  ///< its label counts; 10:00:00:00 when not said
+        std::optional<std::uint64_t> durationFrames{};
+        std::string title{};  ///< A–Z, 0–9, blank, ':', ';', '.', '-', '/'; drawn above the timecode
         std::size_t pictureLimit = 96;  ///< pictures in memory at once
         /// How long nextFrame() waits while all of them are in use.
         std::chrono::milliseconds pictureWait{5000};

@@ -28,8 +28,8 @@ public:
         bool useTimecode = true;   ///< take the start timecode from the file when it has one
         bool passCaptions = true;  ///< the file's captions become ancillary packets of the frames
         std::optional<ZQCKTimecode>
-            startTimecode;  ///< when the file's is not used or absent; else 00:00:00:00
-        std::optional<std::uint64_t> maximumFrames;
+            startTimecode{};  ///< when the file's is not used or absent; else 00:00:00:00
+        std::optional<std::uint64_t> maximumFrames{};
         std::size_t pictureLimit = 96;  ///< pictures in memory at once
         /// How long nextFrame() waits while all of them are in use.
         std::chrono::milliseconds pictureWait{5000};

@@ -24,8 +24,8 @@ class MemoryFrame final : public ZQRFrame {
 public:
     /// What a frame is made of; everything may be left out.
     struct Contents {
-        platform::PixelBufferPtr picture;
-        std::optional<ZQData> audio;           ///< as ZQRFrame::frameAudioData()
+        platform::PixelBufferPtr picture{};
+        std::optional<ZQData> audio{};         ///< as ZQRFrame::frameAudioData()
         std::uint32_t audioBytesPerFrame = 0;  ///< bytes of one sample of all channels
         std::uint32_t audioChannels = 0;
         std::uint64_t frameID = 0;
@@ -33,11 +33,11 @@ public:
         std::int64_t duration = 0;  ///< times in units of the recording's time base
         std::int64_t absoluteTime = 0;
         std::int64_t relativeTime = 0;
-        std::optional<ZQCKTimecode> timecode;
+        std::optional<ZQCKTimecode> timecode{};
         bool writeCaptions = false;
         std::uint32_t status = 0;  ///< bits of ZQRFrameStatus
-        std::optional<ZQRVPID> vpID;
-        ZQRVANCPacketList packets;
+        std::optional<ZQRVPID> vpID{};
+        ZQRVANCPacketList packets{};
     };
 
     static std::shared_ptr<MemoryFrame> frameWithContents(Contents contents);

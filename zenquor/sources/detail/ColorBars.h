@@ -14,12 +14,13 @@ struct LumaWeights {
 };
 LumaWeights lumaWeights(platform::YCbCrMatrix matrix);
 
-/// R'G'B' between 0 and 1 as 10-bit video levels of a matrix.
-VideoColor videoColor(double red, double green, double blue, platform::YCbCrMatrix matrix);
+/// R'G'B' between 0 and 1 as video levels of a matrix.
+/// @param bits  8 or 10: what the levels are rounded to; either way they are counted at 10 bits.
+VideoColor videoColor(double red, double green, double blue, platform::YCbCrMatrix matrix, int bits);
 
 /// White, yellow, cyan, green, magenta, red, blue, black.
 /// @param white   amplitude of the white bar, 0 to 1.
 /// @param colors  amplitude of the others.
-std::array<VideoColor, 8> colorBars(double white, double colors, platform::YCbCrMatrix matrix);
+std::array<VideoColor, 8> colorBars(double white, double colors, platform::YCbCrMatrix matrix, int bits);
 
 }  // namespace zenquor::detail
