@@ -383,6 +383,62 @@ TEST_F(QuickTimeMovie, skips_the_silence_that_an_encoder_puts_before_coded_sound
     EXPECT_FALSE(find(content, "ftyp").empty());
 }
 
+TEST_F(QuickTimeMovie, encodes_pictures_and_passes_on_what_is_coded_already) {
+    VideoOutputSettings settings;
+    settings.maxKeyFrameInterval = 12;
+    settings.allowFrameReordering = false;
+    const auto format = videoFormat(pixelFormat2vuy, [](VideoFormat& f) { f.width = 160, f.height = 96; });
+    for (const bool coded : {false, true}) {
+        std::filesystem::remove(path);
+        const auto input = makeInput(format, settings), sound = makeInput(pcmFormat());
+        ASSERT_TRUE(input);
+        const auto writer = makeWriter(path, {input, sound});
+        ASSERT_TRUE(writer->startWriting());
+        writer->startSessionAtSourceTime({0, 25000});
+        for (std::int64_t frame = 0; frame < 30; ++frame) {
+            PixelBufferPtr picture;
+            ASSERT_EQ(PixelBuffer::create(160, 96, pixelFormat2vuy, picture), noErr);
+            std::fill_n(picture->mutableBaseAddress(), picture->dataSize(),
+                        static_cast<std::uint8_t>(40 + frame));
+            SampleBufferPtr sample = makeSample(videoFormat(fourCC("avc1")), filled(50, 1), frameTime(frame));
+            if (!coded) {
+                ASSERT_EQ(SampleBuffer::createForImageBuffer(picture, format, frameTime(frame), sample),
+                          noErr);
+            }
+            ASSERT_TRUE(input->appendSampleBuffer(sample));
+        }
+        ASSERT_EQ(finish(writer), AssetWriterStatus::Completed);
+        const Bytes content = contentOf(path);
+        const ReadMovie movie(content);
+        ASSERT_EQ(movie.tracks.size(), 1U) << "a track without samples is left out";
+        const ReadTrack& track = movie.tracks.at(1);
+        EXPECT_EQ(track.samples.size(), 30U);
+        EXPECT_THAT(editsOf(track), ElementsAre(Edit{30000, 0}));
+        EXPECT_THAT(hex(sampleEntry(track).subspan(4)), testing::StartsWith("61766331"));
+        if (coded) {
+            EXPECT_EQ(track.data.size(), 1500U);
+        } else {
+            EXPECT_THAT(hex(sampleEntry(track)), HasSubstr("6176634301"));
+            for (std::size_t i = 0; i < 30; ++i) EXPECT_EQ(track.samples[i].sync, i % 12 == 0) << i;
+        }
+    }
+}
+
+TEST_F(QuickTimeMovie, places_data_beside_reordered_pictures_by_decode_time) {
+    const auto format = FormatDescription::timecode({{1000, 25000}, 25, 2, "", 0});
+    std::vector<SampleBufferPtr> samples;
+    for (std::uint8_t i = 0; i < 4; ++i) {
+        samples.push_back(makeSample(format, Bytes{0, 0, 0, i},
+                                     {{1000, 25000}, {(3 - i) * 1000, 25000}, {i * 1000, 25000}}));
+    }
+    const ReadMovie movie = recordOne(format, samples);
+    const ReadTrack& track = movie.tracks.at(1);
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(track.samples[i].decodeTime, static_cast<std::int64_t>(i) * 1000);
+        EXPECT_EQ(track.samples[i].compositionOffset, 0);
+    }
+}
+
 TEST(AssetWriterInput, is_refused_where_the_container_has_no_place_for_it) {
     const TemporaryFolder folder;
     const auto timecode = makeInput(FormatDescription::timecode({{1000, 25000}, 25, 2, "", 0}));

@@ -242,10 +242,10 @@ inline FormatDescriptionPtr videoFormat(FourCC codec = fourCC("v210"),
 }
 
 inline FormatDescriptionPtr pcmFormat(std::uint32_t bits = 24, std::uint32_t channels = 1,
-                                      std::uint32_t flags = 12) {
+                                      std::uint32_t flags = 12, double rate = 48000) {
     const std::uint32_t frame = bits / 8 * channels;
     return FormatDescription::audio(
-        {{48000, audioFormatLinearPCM, flags, frame, 1, frame, channels, bits, 0}, 0, {}});
+        {{rate, audioFormatLinearPCM, flags, frame, 1, frame, channels, bits, 0}, 0, {}});
 }
 
 inline AssetWriterInputPtr makeInput(const FormatDescriptionPtr& format,

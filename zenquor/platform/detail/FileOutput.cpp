@@ -277,8 +277,8 @@ bool FileOutput::flush() {
     return true;
 }
 
-bool FileOutput::synchronise() const {
-    return ::fdatasync(descriptor_) == 0;
+int FileOutput::synchronise() const {
+    return ::fdatasync(descriptor_) == 0 ? 0 : errno;
 }
 
 /// Pushes written pages out and drops them one window behind, so that the disk works while the next window

@@ -47,7 +47,8 @@ public:
     /// Everything appended has reached the file when this returns true.
     bool flush();
     /// Waits until what reached the file is on the disk (fdatasync). Does not flush.
-    bool synchronise() const;
+    /// @return 0 or an errno; lastError() does not change.
+    int synchronise() const;
     /// Cuts the file off at @p size, which lies before position(), and goes on from there. Blocks that were
     /// allocated beyond the end are given back.
     bool truncate(std::uint64_t size);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <utility>
 
 #include "zenquor/core/ByteOrder.h"
@@ -121,11 +122,20 @@ bool MovieFile::closeFragment(const FragmentedMovieHeader& header, std::vector<F
     return file_->patch(durationOffset_, durationBytes);
 }
 
+bool MovieFile::waitForDisk() {
+    failure_ = file_->synchronise();
+    return failure_ == 0;
+}
+
 bool MovieFile::writeHead(Bytes movieBox, Bytes fragmentBox, std::uint64_t mediaEnd) {
     BoxWriter out;
     out.reserve(headSize_);
     out.bytes(movieBox);
     out.bytes(fragmentBox);
+    if (out.size() + smallestBox + wideHeader > headSize_) {
+        failure_ = EOVERFLOW;  // the room that was asked for when the fragment was opened does not do
+        return false;
+    }
     writeFree(out, headSize_ - out.size() - wideHeader);
     writeWideHeader(out, fourCC("mdat"), mediaEnd - (headOffset_ + headSize_) + wideHeader);
     const Bytes head = out.span();
@@ -155,7 +165,7 @@ bool MovieFile::finishAtEnd(std::vector<std::uint8_t>& movieBox) {
     std::array<std::uint8_t, 4> type{};
     std::copy_n(movieBox.begin() + typeOffset, 4, type.begin());
     writeBE32(movieBox.data() + typeOffset, fourCC("free"));
-    return file_->append({movieBox}) && file_->flush() && file_->synchronise() &&
+    return file_->append({movieBox}) && file_->flush() && waitForDisk() &&
            file_->patch(offset + typeOffset, type) && file_->flush() && joinMedia(offset);
 }
 
@@ -166,7 +176,7 @@ bool MovieFile::finishAtFront(std::vector<std::uint8_t>& movieBox) {
     const Bytes bytes = out.span();
     // The old free box stays in force until its header, the last to be written, is replaced.
     return file_->flush() && file_->patch(frontOffset_ + smallestBox, bytes.subspan(smallestBox)) &&
-           file_->synchronise() && file_->patch(frontOffset_, bytes.first(smallestBox)) &&
+           waitForDisk() && file_->patch(frontOffset_, bytes.first(smallestBox)) &&
            joinMedia(file_->position());
 }
 
@@ -175,7 +185,7 @@ bool MovieFile::finishAtFront(std::vector<std::uint8_t>& movieBox) {
 bool MovieFile::joinMedia(std::uint64_t end) {
     BoxWriter out;
     writeWideHeader(out, fourCC("mdat"), end - spareOffset_);
-    return file_->patch(spareOffset_, out.span()) && file_->flush() && file_->synchronise();
+    return file_->patch(spareOffset_, out.span()) && file_->flush() && waitForDisk();
 }
 
 }  // namespace zenquor::platform::quicktime

@@ -56,8 +56,9 @@ public:
     /// Cuts the open fragment off, after a failure.
     bool abandonFragment();
 
-    bool synchronise() const { return file_->synchronise(); }
-    int lastError() const { return file_->lastError(); }
+    /// Waits for the disk, beside whatever else is done. @return 0 or an errno.
+    int synchronise() const { return file_->synchronise(); }
+    int lastError() const { return failure_ != 0 ? failure_ : file_->lastError(); }
 
 private:
     MovieFile(std::unique_ptr<detail::FileOutput> file, FileType type)
@@ -70,6 +71,7 @@ private:
     bool finishAtEnd(std::vector<std::uint8_t>& movieBox);
     bool finishAtFront(std::vector<std::uint8_t>& movieBox);
     bool joinMedia(std::uint64_t end);
+    bool waitForDisk();
 
     std::unique_ptr<detail::FileOutput> file_;
     FileType type_;
@@ -83,6 +85,7 @@ private:
     std::size_t headSize_ = 0;  // 0: no fragment is open
     bool headIsWritten_ = false;
     std::uint64_t streamedBytes_ = 0;
+    int failure_ = 0;  // of what is not the file output's
 };
 
 }  // namespace zenquor::platform::quicktime

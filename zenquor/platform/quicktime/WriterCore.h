@@ -105,6 +105,7 @@ private:
     bool videoIsAlive() const;
     void openFragment();
     bool closeFragment();
+    bool diskIsSound();
     void scheduleSynchronise();
 
     // the end
@@ -134,6 +135,7 @@ private:
     std::unique_ptr<quicktime::MovieFile> file_;
     std::unique_ptr<SerialQueue> synchroniser_;
     std::atomic<bool> synchronising_{false};
+    std::atomic<int> synchroniserFailure_{0};  // an errno
     Clock::time_point nextSynchronise_{};
     NamedThread finisher_;
 };

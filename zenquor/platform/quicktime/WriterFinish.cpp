@@ -20,9 +20,13 @@ void AssetWriter::Implementation::finish(std::shared_ptr<AssetWriter> self,
                                          std::function<void()> completion) {
     {
         const std::lock_guard lock(mutex);
-        if (finisher_.isStarted()) return;
         finishing_ = true;
         wakeInputsLocked();
+    }
+    if (finisher_.isStarted()) {
+        finisher_.join();
+        if (completion) completion();
+        return;
     }
     finisher_.start([this, self = std::move(self), completion = std::move(completion)] {
         finishInputs();

@@ -61,22 +61,22 @@ bool AssetWriter::Implementation::write(AssetWriterInput::Implementation& input,
         return failSamples(track, "they hold no coded bytes");
     const ZQData& data = sample.dataBuffer()->data();
     const auto& attachments = sample.attachments();
-    if (track.isPCM()) {
-        const std::size_t pieces = data.size() / track.bytesPerFrame() * Track::pcmPiecesPerSecond /
-                                       static_cast<std::size_t>(std::max(track.timescale, 1)) +
-                                   2;
-        return gather(track, pieces, [&](std::string& problem) {
-            return track.addFrames(data, sample.presentationTimeStamp(), problem);
-        });
-    }
-    const MediaTime duration = sample.sampleDuration();
     MediaTime shown = sample.presentationTimeStamp();
     MediaTime decoded = sample.decodeTimeStamp().isValid() ? sample.decodeTimeStamp() : shown;
+    // Only pictures are shown in another order than they are stored in.
+    if (!track.isStreamed) shown = decoded;
+    if (track.isPCM()) {
+        const auto rate = static_cast<std::size_t>(std::max(track.timescale, 1));
+        const std::size_t pieces = data.size() / track.bytesPerFrame() * Track::pcmPiecesPerSecond / rate + 2;
+        return gather(track, pieces,
+                      [&](std::string& problem) { return track.addFrames(data, shown, problem); });
+    }
+    const MediaTime duration = sample.sampleDuration();
     for (std::size_t i = 0; i < sample.numSamples(); ++i) {
         const CodedSample coded{data.span().subspan(i * sample.sampleSize(), sample.sampleSize()),
                                 {decoded, shown, duration},
-                                attachments.notSync.value_or(false),
-                                attachments.partialSync.value_or(false),
+                                track.isStreamed && attachments.notSync.value_or(false),
+                                track.isStreamed && attachments.partialSync.value_or(false),
                                 sample.formatDescription()};
         if (!takeCoded(input.track, coded)) return false;
         shown = shown + duration;
@@ -125,7 +125,8 @@ bool AssetWriter::Implementation::writeStreamed(Track& track, const CodedSample&
         if (file_->streamedBytes() >= largestFragmentBytes) cut = Cut::Now;
         if (limitsHold_ && track.run.entries.size() >= entryLimits_[track.trackID - 1]) cut = Cut::Now;
     }
-    if ((cut == Cut::Now || (cut == Cut::AtSync && !sample.notSync)) && !closeFragment()) return false;
+    const bool canStart = !sample.notSync || sample.partialSync;
+    if ((cut == Cut::Now || (cut == Cut::AtSync && canStart)) && !closeFragment()) return false;
     std::string problem;
     {
         const std::lock_guard lock(mutex);
@@ -239,13 +240,21 @@ void AssetWriter::Implementation::openFragment() {
     file_->openFragment(size);
 }
 
+/// A disk may refuse what it had taken only when it is asked to keep it.
+bool AssetWriter::Implementation::diskIsSound() {
+    const int failure = synchroniserFailure_.exchange(0);
+    return failure == 0 || failWriting(failure);
+}
+
 bool AssetWriter::Implementation::closeFragment() {
+    if (!diskIsSound()) return false;
     {
         const std::lock_guard lock(mutex);
         // Before the encoder's first picture nothing can be said of the video track, and so nothing of the
         // movie.
-        const bool known =
-            std::ranges::all_of(tracks_, [](const auto& track) { return track->format != nullptr; });
+        const bool known = !videoIsAlive() || std::ranges::all_of(tracks_, [](const auto& track) {
+            return track->format != nullptr;
+        });
         if (status_ != AssetWriterStatus::Writing || !file_) return false;
         if (!fragmentHasSamples_ || !known) return true;
     }
@@ -291,7 +300,7 @@ void AssetWriter::Implementation::scheduleSynchronise() {
     if (now < nextSynchronise_ || synchronising_.exchange(true, std::memory_order_acq_rel)) return;
     nextSynchronise_ = now + clockTime(fifths(fragmentInterval, aimedFifths)) * 3 / 4;
     synchroniser_->async([this] {
-        file_->synchronise();
+        if (const int failure = file_->synchronise(); failure != 0) synchroniserFailure_.store(failure);
         synchronising_.store(false, std::memory_order_release);
     });
 }
