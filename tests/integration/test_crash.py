@@ -58,7 +58,8 @@ class Crashes(Case):
     def test_a_file_that_may_not_grow_fails_clearly_and_stays_readable(self):
         path = self.folder / "full.mov"
         limit = 60 * 1024 * 1024
-        done = run(ZENQUOR, "record", "--codec", "v210", "--format", "625i50", "--frames", "200", path, status=1,
+        done = run(ZENQUOR, "record", "--codec", "v210", "--format", "625i50", "--audio-channels", "8", "--frames", "300", path,
+                   status=1,
                    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
         self.assertRegex(done.stderr, r"(?i)full|space|large|grow")
         self.assertNotIn("Traceback", done.stderr)

@@ -128,6 +128,10 @@ bool ZQRAVFoundationWriter::finishWritingMovie() {
     auto& s = *state_;
     if (s.progress->finishCalled.exchange(true, std::memory_order_acq_rel)) return true;
     ZLGGetHandle().debug("ZQRAVFoundationWriter: Will finish writing");
+    // A feed leaves when the file has failed; samples that came behind it would keep the end waiting.
+    if (s.movie.assetWriter && s.assetWriterHasFailed()) {
+        for (const auto& drain : s.drains) drain();
+    }
     if (s.queueIndexController) s.queueIndexController->finish();
     // The last samples have left their queues; wait until the feeds have passed them on.
     waitForFeeds();

@@ -318,11 +318,10 @@ bool ZQRAVFoundationWriter::scheduleInputs(ZQErrorPtr* error) {
     bool scheduled = true;
     const auto schedule = [&](const AssetWriterInputPtr& input, const ZQRAVFQueueIndexPtr& queueIndex,
                               const SerialQueuePtr& dispatchQueue, const char* name) {
-        scheduled = detail::SampleFeed::scheduleInput(
-                        input, dispatchQueue,
-                        std::make_shared<detail::SampleFeed>(s.movie.assetWriter, input, queueIndex,
-                                                             s.progress, name)) &&
-                    scheduled;
+        const auto feed =
+            std::make_shared<detail::SampleFeed>(s.movie.assetWriter, input, queueIndex, s.progress, name);
+        s.drains.push_back([dispatchQueue, feed] { dispatchQueue->async([feed] { feed->pull(); }); });
+        scheduled = detail::SampleFeed::scheduleInput(input, dispatchQueue, feed) && scheduled;
     };
     schedule(s.movie.video, s.queueIndexController->videoQueueIndex(), s.videoDiskQueue, "Video");
     for (std::size_t track = 0; track < s.movie.audio.size(); ++track) {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -78,6 +79,7 @@ struct ZQRAVFoundationWriter::State {
     SerialQueuePtr captionDiskQueue;
 
     Guarded<Published> published;
+    std::vector<std::function<void()>> drains;  // each lets one track's feed run once more on its queue
     std::shared_ptr<detail::FeedProgress> progress = std::make_shared<detail::FeedProgress>();
     std::atomic<std::uint32_t> startTimecodeFrames{0};
     std::atomic<std::int64_t> framesLeftToRecord{0};

@@ -31,6 +31,9 @@ void SampleFeed::pull() {
     if (!input) return;
     int appended = 0;
     while (input->isReadyForMoreMediaData() && !isDone(*input)) {
+        // The inputs of a failed writer stay ready: a feed that waited here for samples that never come would keep
+        // the other tracks of its serial queue from draining.
+        if (writerHasFailed() && !(queueIndex_->queue()->fullness() > 0)) break;
         const auto sample = queueIndex_->queue()->nextSampleBuffer();
         if (sample && append(*input, sample)) ++appended;
     }
@@ -39,6 +42,11 @@ void SampleFeed::pull() {
                              queueIndex_->writtenSamples(),
                              progress_->framesRecorded.load(std::memory_order_relaxed));
     }
+}
+
+bool SampleFeed::writerHasFailed() const {
+    const auto writer = writer_.lock();
+    return writer && writer->status() == platform::AssetWriterStatus::Failed;
 }
 
 bool SampleFeed::isDone(platform::AssetWriterInput& input) {

@@ -37,6 +37,7 @@ public:
 
 private:
     bool isDone(platform::AssetWriterInput& input);
+    bool writerHasFailed() const;
     bool append(platform::AssetWriterInput& input, const platform::SampleBufferPtr& sample);
 
     std::weak_ptr<platform::AssetWriter> writer_;
