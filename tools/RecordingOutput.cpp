@@ -79,9 +79,7 @@ void RecordingOutput::close() {
 std::string RecordingOutput::failure() const {
     const auto error = result_.with([](const Result& r) { return r.error; });
     if (!error) return {};
-    // The file's own trouble ("disk full") says more than what followed from it.
-    return error == writer_->assetWriterError() ? error->localizedDescription()
-                                                : error->userInterfaceDescription();
+    return error->userInterfaceDescription();
 }
 
 std::filesystem::path RecordingOutput::path() const {
