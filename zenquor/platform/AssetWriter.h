@@ -53,7 +53,10 @@ public:
     /// list, four-character user data names ("©nam") into the user data. Values that are not text are written as text.
     void setMetadata(const ZQDictionary& metadata);
 
+    /// False once writing has started, for an input of another writer, for a second video input, for sound that is
+    /// neither PCM nor AAC, and in MPEG-4 files for timecode and captions.
     bool canAddInput(const AssetWriterInputPtr& input) const;
+    /// Does nothing for an input that cannot be added. Tracks stand in the movie in the order of adding.
     void addInput(const AssetWriterInputPtr& input);
 
     /// Creates the file and writes its first bytes.

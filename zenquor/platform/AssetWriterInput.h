@@ -50,7 +50,9 @@ public:
     /// True while writing and no other unfinished input of the writer is behind this one, and always after the writer
     /// has failed, so that queues drain.
     bool isReadyForMoreMediaData() const;
-    /// Hands over samples that follow those before. They are written or held when this returns true.
+    /// Hands over samples that follow those before. They are written or held when this returns true: pictures go to the
+    /// file at once, sound, timecode and captions with the end of the fragment. Those three are placed at their decode
+    /// time where they have one, as they belong to the n-th picture in the order of coding.
     /// @return false when the writer is not writing, has failed, or the samples do not fit; the writer's status and
     ///         error then say why.
     bool appendSampleBuffer(const SampleBufferPtr& samples);

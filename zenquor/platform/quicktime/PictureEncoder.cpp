@@ -92,7 +92,10 @@ Status setAll(CompressionSession& session, const VideoOutputSettings& settings) 
     if (status == noErr)
         status = set(settings.maxKeyFrameInterval != 0, P::MaxKeyFrameInterval,
                      static_cast<std::int64_t>(settings.maxKeyFrameInterval));
-    if (status == noErr) status = set(!settings.allowFrameReordering, P::AllowFrameReordering, false);
+    if (status == noErr && !settings.allowFrameReordering) {
+        status = session.setProperty(P::AllowFrameReordering, false);
+        if (status == propertyNotSupportedErr) status = noErr;  // an encoder that knows of none does none
+    }
     if (status == noErr)
         status = set(!settings.entropyMode.empty(), P::H264EntropyMode, settings.entropyMode);
     return status;
