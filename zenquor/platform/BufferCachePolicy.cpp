@@ -44,12 +44,12 @@ bool liesInMemory(const struct statfs& system) {
 }
 
 /// Whether the file can be written past the cache, or its pages at least dropped after they were written.
-/// File systems without blocks (/proc, /sys) can do neither.
+/// File systems without blocks (/proc, /sys) can do neither; one in user space may just not tell its blocks.
 bool canDoWithoutCache(int descriptor) {
     struct statfs system {};
     if (::fstatfs(descriptor, &system) != 0) return false;
     if (liesInMemory(system)) return true;
-    if (system.f_blocks == 0) {
+    if (system.f_blocks == 0 && system.f_type != FUSE_SUPER_MAGIC) {
         errno = EOPNOTSUPP;
         return false;
     }
