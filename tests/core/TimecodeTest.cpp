@@ -67,7 +67,10 @@ TEST(Timecode, CountsAcrossMidnightInBothDirections) {
     EXPECT_EQ(ZQCKTimecode::timecodeWithFrames(1800, ntsc).description(), "00:01:00;02");
     EXPECT_EQ(ZQCKTimecode::timecodeWithFrames(1800, ntsc).addingFrames(-1).description(), "00:00:59;29");
     EXPECT_EQ(ZQCKTimecode::timecodeWithFrames(17982, ntsc).description(), "00:10:00;00");
-    EXPECT_EQ(ZQCKTimecode::timecodeWithFrames(INT64_MIN, pal).addingFrames(INT32_MAX).timebase(), pal);
+    const auto noon = ZQCKTimecode::timecodeWithHours(12, 0, 0, 0, pal);
+    EXPECT_EQ(noon.addingFrames(INT64_MAX).addingFrames(-INT64_MAX), noon);
+    EXPECT_EQ(ZQCKTimecode::timecodeWithFrames(INT64_MIN, pal).addingFrames(INT64_MAX),
+              ZQCKTimecode::timecodeWithFrames(-1, pal));
     ZQCKTimecode timecode = zqckTimecode_initWithFrames(5, pal);
     zqckTimecode_addFrames(&timecode, -2160005);
     EXPECT_EQ(zqckTimecode_getFramesSinceMidnight(&timecode), 0U);

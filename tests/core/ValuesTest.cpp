@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "zenquor/core/Unicode.h"
 #include "zenquor/core/ZQData.h"
 #include "zenquor/core/ZQValue.h"
 
@@ -43,14 +42,4 @@ TEST(Dictionary, AbsentKeysReadAsNothingAndKindsConvertAsFarAsTheyGo) {
     values.set("name", "B2");
     values.remove("on");
     EXPECT_EQ(values.description(), "{name = B2; rate = 2997; ratio = 1.75;}");
-}
-
-TEST(Unicode, BrokenTextBecomesReplacementCharacters) {
-    EXPECT_EQ(utf16FromUTF8("Aé♪😀"), u"Aé♪😀");
-    EXPECT_EQ(utf8FromUTF16(u"Aé♪😀"), "Aé♪😀");
-    EXPECT_EQ(utf16FromUTF8("a\xC0\xAF"
-                            "b\xED\xA0\x80\xF0\x9F\x98"),
-              u"a\uFFFD\uFFFDb\uFFFD\uFFFD\uFFFD\uFFFD");
-    const char16_t lone[] = {u'a', 0xDC00, 0xD800, u'b', 0xD83D};
-    EXPECT_EQ(utf8FromUTF16({lone, 5}), "a\uFFFD\uFFFDb\uFFFD");
 }

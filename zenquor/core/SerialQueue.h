@@ -10,8 +10,9 @@ namespace zenquor {
 
 /// A first-in first-out queue of functions, run on one thread that starts with the first of them.
 ///
-/// Lifecycle:     destruction runs what is queued and then ends the thread; on the queue's own thread it lets
-/// go at once. Thread-safety: Safe.
+/// Lifecycle:     destruction runs what is queued and then ends the thread; on the queue's own thread it
+///                lets go at once.
+/// Thread-safety: Safe.
 class SerialQueue {
 public:
     explicit SerialQueue(std::string_view label);

@@ -60,7 +60,8 @@ public:
 
     /// @p count frames later, or earlier when negative; wraps at midnight.
     constexpr ZQCKTimecode addingFrames(std::int64_t count) const {
-        return timecodeWithFrames(static_cast<std::int64_t>(frames_) + count, timebase_);
+        const auto day = static_cast<std::int64_t>(timebase_.framesPerDay());
+        return timecodeWithFrames(frames_ + count % day, timebase_);
     }
     constexpr void addFrames(std::int64_t count) { *this = addingFrames(count); }
 

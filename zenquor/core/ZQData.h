@@ -13,9 +13,8 @@ namespace zenquor {
 /// An immutable run of bytes. Copies and slices share the memory; it goes with the last of them.
 ///
 /// Thread-safety: Safe; the bytes never change after creation.
-/// Ownership:     copying() owns a copy, adopting() a vector or shared block, wrapping() memory that somebody
-/// else
-///                frees. An empty value owns nothing. Where "no bytes" and "zero bytes" differ, callers use
+/// Ownership:     copying() owns a copy, adopting() a shared block, wrapping() memory that somebody else
+///                frees. A default value owns nothing. Where "no bytes" and "zero bytes" differ, callers use
 ///                std::optional<ZQData>.
 class ZQData {
 public:
