@@ -112,6 +112,12 @@ TEST(SubtitleBlock, MergingAddsLinesMovesUpAndKeepsTheLaterEnd) {
     high->setVerticalPosition(INT32_MIN + 1);
     high->mergeBlock(*makeBlock(2, 0, 1, {u"b"}));
     EXPECT_EQ(high->verticalPosition(), INT32_MIN);
+
+    // A block without text becomes as high as what it takes in.
+    auto empty = makeBlock(1, 0, 1, {});
+    empty->setVerticalPosition(20);
+    empty->mergeBlock(*high);
+    EXPECT_EQ(empty->verticalPosition(), 16);
 }
 
 TEST(SubtitleBlock, TextBeyondAnyScreenDoesNotTakeForEver) {

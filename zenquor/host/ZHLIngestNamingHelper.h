@@ -9,8 +9,7 @@ namespace zenquor {
 /// Finds file names that are free.
 ///
 /// Thread-safety: Safe; no state. Between the answer and the opening of the file somebody else may take the
-/// name, so
-///                open with a mode that fails then, and ask again.
+///                name, so open with a mode that fails then, and ask again.
 class ZHLIngestNamingHelper final {
 public:
     /// The path itself when nothing has that name, otherwise with @p separator and the first free number from

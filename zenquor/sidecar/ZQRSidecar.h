@@ -14,8 +14,7 @@ namespace zenquor {
 /// from them.
 ///
 /// Lifecycle:     opened by a factory of its class; then, in timeline order and once per frame,
-/// vancPacketsAtTimecode()
-///                (reading) or addVancPackets() (writing); close() at the end.
+///                vancPacketsAtTimecode() (reading) or addVancPackets() (writing); close() at the end.
 /// Thread-safety: One thread at a time.
 class ZQRSidecar : public ZQObject {
 public:

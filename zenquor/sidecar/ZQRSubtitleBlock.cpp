@@ -117,8 +117,8 @@ void ZQRSubtitleBlock::moveByLines(std::int64_t count) {
 
 void ZQRSubtitleBlock::mergeBlock(const ZQRSubtitleBlock& other) {
     const ZQRSubtitleLineList added = other.lines();
-    moveByLines(-static_cast<std::int64_t>(added.size()));
     lines_.with([&](auto& lines) { lines.insert(lines.end(), added.begin(), added.end()); });
+    moveByLines(-static_cast<std::int64_t>(added.size()));
     const ZQCKTimecode out = other.timecodeOut();
     if (out.framesSinceMidnight() > timecodeOut().framesSinceMidnight()) setTimecodeOut(out);
 }

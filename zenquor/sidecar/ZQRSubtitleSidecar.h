@@ -15,16 +15,15 @@ namespace zenquor {
 /// A list of subtitle blocks, played through an output.
 ///
 /// A block is on screen from its in frame through its out frame and leaves on the frame after, unless the
-/// next one replaces it. Loading into the output starts as soon as the block before is shown.
+/// next one replaces it. Loading into the output starts on the frame after the block before is shown.
 ///
 /// Lifecycle:     a reader fills subtitleBlocks(), calls setupOutput() and validateBlocks(); then one pass
-/// over the
-///                timeline. A second pass needs a new sidecar.
+///                over the timeline. A second pass needs a new sidecar.
 /// Thread-safety: One thread at a time; output() may be read by others.
 class ZQRSubtitleSidecar : public ZQRSidecar, public std::enable_shared_from_this<ZQRSubtitleSidecar> {
 public:
-    /// Kinds of output.
-    enum OutputKind : std::int32_t { OutputOP47 = 0, OutputCEACC = 1 };
+    /// Kinds of output: CEA-608 captions.
+    enum OutputKind : std::int32_t { OutputCEACC = 1 };
     /// What validateBlocks() does about blocks that start before the one before has ended.
     enum OverlappingSubtitleAction : std::int32_t { OverlapIgnore = 0, OverlapMerge = 1, OverlapRemove = 2 };
 
