@@ -151,6 +151,21 @@ TEST(EncoderController, AFailedFrameEndsTheRunAtOnceAndRefusesAllOthers) {
     EXPECT_EQ(run.controller->submittedRawFrames(), 3U);
 }
 
+TEST(EncoderController, ARunMayFollowOneThatFailedButNotBesideOneThatGoesOn) {
+    Rig run;
+    const auto encoder = run.steer();
+    encoder->failsAt = 0;
+    run.controller->start();
+    run.push(0);
+    EXPECT_EQ(run.listener->waitForEnd().ends, std::vector<bool>{false});
+    run.controller->startEncoding();
+    run.push(1);
+    run.controller->start();
+    run.push(2, ZQRFrameStatusLast);
+    EXPECT_EQ(run.listener->waitForEnd().ends, (std::vector<bool>{false, true}));
+    EXPECT_EQ(encoder->seen.load(), (std::vector<std::int64_t>{1000, 2000}));
+}
+
 TEST(EncoderController, PassesWarningsOnAndGoesOn) {
     Rig run;
     run.steer()->warnsAt = 0;
@@ -264,7 +279,8 @@ TEST(EncoderController, AFullQueueRefusesTheFrameAndKeepsCount) {
     EXPECT_FALSE(run.controller->encodeFrame(frame(27), &error));
     EXPECT_EQ(error->code(), -12773);
     EXPECT_EQ(run.controller->submittedRawFrames(), 27U);
-    EXPECT_EQ(ear.count("didn't accept frame!"), 1);
+    EXPECT_EQ(ear.count("ZQREncoderController " + run.controller->description() + " didn't accept frame!"),
+              1);
     EXPECT_EQ(ear.count("ZQREncoderController failed to encode frame"), 1);
     ZQDictionaryList diagnostics;
     run.controller->gatherQueueDiagnostics(diagnostics);

@@ -82,6 +82,13 @@ ZQREncoderController::~ZQREncoderController() {
 }
 
 void ZQREncoderController::start() {
+    if (encoderFIFOGrabbingThread_.isStarted()) {
+        const bool isOver = isRunOver_.load(std::memory_order_acquire);
+        if (!isOver || encodingThread_.load(std::memory_order_relaxed) == std::this_thread::get_id()) return;
+        encoderFIFOGrabbingThread_.join();
+        frameGrabberDidFinish_.store(false, std::memory_order_relaxed);
+        isRunOver_.store(false, std::memory_order_relaxed);
+    }
     encoderFIFOGrabbingThread_.start([self = shared_from_this()] { self->frameLoop(); });
 }
 
@@ -108,7 +115,7 @@ bool ZQREncoderController::encodeFrame(const ZQRFramePtr& frame, ZQErrorPtr* err
     const std::uint32_t submitted = submittedRawFrames_.fetch_add(1, std::memory_order_relaxed) + 1;
     if (!encoderFIFOQueue_->addFrame(frame, error)) {
         submittedRawFrames_.fetch_sub(1, std::memory_order_relaxed);
-        ZLGGetHandle().error("ZQREncoderController {}: didn't accept frame!", *this);
+        ZLGGetHandle().error("ZQREncoderController {} didn't accept frame!", *this);
         ZLGGetHandle().error("ZQREncoderController failed to encode frame");
         return false;
     }
@@ -143,8 +150,7 @@ bool ZQREncoderController::canUseVideoToolboxForEncodingFrame(const ZQRFramePtr&
                        [code](const auto& info) { return info.codecType == code; });
 }
 
-// The first that applies wins. XDCAM comes before everything that a table of encoders might offer for its
-// codes.
+// The first that applies wins.
 const ZQREncoderController::EncoderChoice* ZQREncoderController::chooseEncoder(
     const ZQRFramePtr& frame) const {
     static constexpr EncoderChoice choices[] = {
@@ -202,7 +208,9 @@ void ZQREncoderController::setThreadName(std::string_view name) {
 }
 
 void ZQREncoderController::frameLoop() {
+    encodingThread_.store(std::this_thread::get_id(), std::memory_order_relaxed);
     frameLoopMain();
+    isRunOver_.store(true, std::memory_order_release);
     ZLGGetHandle().debug("ZQREncoderController DID EXIT LOOP");
     frameGrabberDidFinish_.store(true, std::memory_order_release);
 }
@@ -304,6 +312,8 @@ void ZQREncoderController::encoderDidEncode(ZQRVideoEncoderProtocol&, const ZQRF
 }
 
 void ZQREncoderController::reportEnd(bool success, const ZQErrorPtr& error) {
+    // Whoever hears of the end may start the next run at once, before this thread has left.
+    isRunOver_.store(true, std::memory_order_release);
     if (const auto receiver = delegate()) receiver->didFinishSuccessfully(*this, success, error);
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "zenquor/core/Guarded.h"
 #include "zenquor/core/NamedThread.h"
@@ -62,7 +63,8 @@ public:
         ZQRVideoPropertiesPtr videoProperties, std::int64_t fifoCapacity);
     ~ZQREncoderController() override;
 
-    /// Starts the encoding thread; the second clears a failed state as well. For once.
+    /// Starts the encoding thread; the second clears a failed state as well, so that a run may follow one
+    /// that failed. Without effect on the thread while a run is on and in delegate calls.
     void start();
     void startEncoding();
 
@@ -147,6 +149,8 @@ private:
     std::int64_t lastKnownRawTimestamp_ = 0;  // the producer's
     std::atomic<bool> shutdownComplete_{false};
     std::atomic<bool> frameGrabberDidFinish_{false};
+    std::atomic<bool> isRunOver_{false};  // its end has been reported
+    std::atomic<std::thread::id> encodingThread_{};
     std::atomic<std::int32_t> state_{StateAccepting};
     std::atomic<bool> shouldShutdown_{false};
     Guarded<ZQRVideoEncoderPtr> encoder_;

@@ -260,7 +260,6 @@ Status ZQRVideoToolboxEncoder::setupFields() {
     return set(CompressionProperty::FieldDetail, detail, "field detail");
 }
 
-// The record is looked up anew for each property, as the size may be overridden in between.
 Status ZQRVideoToolboxEncoder::setupCleanAperture() {
     const AVExtension extension = currentAVExtension();
     if (extension.cleanApertureWidth == 0) return platform::noErr;

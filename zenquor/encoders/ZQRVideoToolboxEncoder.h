@@ -21,7 +21,8 @@ namespace zenquor {
 /// captions stay in the order in which they went in.
 ///
 /// Thread-safety: as ZQRVideoEncoderProtocol. The callback runs on the thread that encodes or on one of the
-///                session. Ownership:     the session holds each frame until its sample is there.
+///                session.
+/// Ownership:     the session holds each frame until its sample is there.
 class ZQRVideoToolboxEncoder final : public ZQRVideoEncoder {
 public:
     /// Attempts to get a hardware encoder for H.264 and HEVC, and the pause after each, in milliseconds.
