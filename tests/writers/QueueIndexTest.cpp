@@ -1,10 +1,14 @@
 // The sample queues of a file, and the buffer cache control.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 #include <thread>
 
 #include "writers/TestFrame.h"
+#include "zenquor/platform/BufferCachePolicy.h"
 #include "zenquor/writers/ZQRAVFQueueIndexController.h"
 #include "zenquor/writers/ZQUBCController.h"
 
@@ -66,6 +70,11 @@ TEST(UBCController, SwitchesTheCacheOffForAFileOnDisk) {
     std::ofstream(path) << "x";
     ZQErrorPtr error;
     EXPECT_TRUE(ZQUBCController::disableUBCForFileURL(path, &error)) << describe(error.get());
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_TRUE(platform::BufferCachePolicy::isDisabledForDescriptor(descriptor));
+    platform::BufferCachePolicy::forgetDescriptor(descriptor);
+    EXPECT_FALSE(platform::BufferCachePolicy::isDisabledForDescriptor(descriptor));
+    ::close(descriptor);
     std::filesystem::remove(path);
 }
 

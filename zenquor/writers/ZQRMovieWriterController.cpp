@@ -319,7 +319,8 @@ void ZQRMovieWriterController::releaseRawFrames(std::uint32_t frameType) {
     // Taking from an empty queue would block, so a raw frame that is late is let go when it is there.
     for (; rawFramesToRelease_ > 0 && rawFrameFIFOQueue_->fullness() > 0; --rawFramesToRelease_) {
         rawFrameFIFOQueue_->nextFrame();
-        ZLGGetHandle().debug("ZQRMovieWriterController {} released raw frame", *this);
+        if (frameType == ZQRFrameTypeStandalone)
+            ZLGGetHandle().debug("ZQRMovieWriterController {} released raw frame", *this);
     }
 }
 

@@ -71,9 +71,10 @@ public:
 /// Puts frames with their coded pictures into a container file.
 ///
 /// Lifecycle:     create for one recording, describe the file, writeFrame() once per frame,
-///                finishWritingMovie() once. Thread-safety: Confined to the controller's grabber thread while
-///                recording. The queries, setFramesLeftToRecord() and gatherQueueDiagnostics() may be called
-///                from any thread; the other setters before the first frame.
+///                finishWritingMovie() once.
+/// Thread-safety: Confined to the controller's grabber thread while recording. The queries,
+///                setFramesLeftToRecord() and gatherQueueDiagnostics() may be called from any thread; the
+///                other setters before the first frame.
 class ZQRMovieWriterProtocol : public ZQObject, public std::enable_shared_from_this<ZQRMovieWriterProtocol> {
 public:
     /// Writes picture, sound, timecode and ancillary data of one frame; the coded picture is the frame's
