@@ -7,6 +7,15 @@ namespace {
 
 constexpr const char* commandErrorDomain = "ZQCommandErrorDomain";
 constexpr int commandErrorEndedEarly = -1;
+constexpr int commandErrorTooSlow = -2;
+
+/// A queue refused a frame: whoever empties it cannot keep up.
+ZQErrorPtr tooSlow(const ZQErrorPtr& cause) {
+    return ZQError::errorWithDomain(
+        commandErrorDomain, commandErrorTooSlow, describe(cause.get()),
+        "This machine cannot keep up with the recording. Choose a lighter codec, a smaller "
+        "format or a faster disk, then record again.");
+}
 
 ZQDictionary writerOptions(const std::filesystem::path& path, const RecordOptions& options,
                            const ZQRVideoPropertiesPtr& video) {
@@ -39,12 +48,12 @@ RecordingOutputPtr RecordingOutput::create(const std::filesystem::path& path, co
 
 void RecordingOutput::addRawFrame(const ZQRFramePtr& frame) {
     ZQErrorPtr error;
-    if (!hasEnded() && !controller_->addRawFrame(frame, &error)) fail(error);
+    if (!hasEnded() && !controller_->addRawFrame(frame, &error)) fail(tooSlow(error));
 }
 
 void RecordingOutput::addEncodedFrame(const ZQRFramePtr& frame) {
     ZQErrorPtr error;
-    if (!hasEnded() && !controller_->addEncodedFrame(frame, &error)) fail(error);
+    if (!hasEnded() && !controller_->addEncodedFrame(frame, &error)) fail(tooSlow(error));
 }
 
 void RecordingOutput::didFinishSuccessfully(const ZQRMovieWriterControllerPtr&, bool success,

@@ -31,9 +31,9 @@ public:
     void start() { controller_->start(); }
     void addRawFrame(const ZQRFramePtr& frame);
     void addEncodedFrame(const ZQRFramePtr& frame);
-    /// The run is over, well or badly.
+    /// The run is over, well or badly; one that failed may still have its file open until close().
     bool hasEnded() const {
-        return result_.with([](const Result& r) { return r.ended; });
+        return result_.with([](const Result& r) { return r.ended || r.error != nullptr; });
     }
     /// Ends the controller's thread, closes the file if it is still open, and looks at what became of it.
     void close();

@@ -104,6 +104,12 @@ struct RecordingSession::Implementation final : ZQREncoderControllerDelegate,
     bool record();
     bool waitForRoom(SteadyClock::time_point due);
     bool isBroken() const;
+    /// Elements of each queue.
+    std::uint64_t capacity() const { return backlog + picturesBeyondBacklog + fifoReserve; }
+    /// A recording at its own pace waits for free pictures; one at the clock's must not, or it would fall behind unseen.
+    std::uint64_t pictureLimit() const {
+        return options.realtime ? 2 * capacity() : backlog + picturesBeyondBacklog;
+    }
     std::uint64_t fullestQueue() const;
     void handOn(const ZQRFramePtr& frame);
     void finish(bool wait);
@@ -141,14 +147,14 @@ bool RecordingSession::Implementation::openSource() {
         bars.startTimecode = options.startTimecode;
         bars.durationFrames = options.frames;
         bars.title = "ZENQUOR";
-        bars.pictureLimit = backlog + picturesBeyondBacklog;
+        bars.pictureLimit = pictureLimit();
         source = BarsAndToneSource::sourceWithFormat(format, bars, &error);
     } else {
         MediaFileSource::Options file;
         file.startTimecode = options.startTimecode;
         file.useTimecode = !options.startTimecode;
         file.maximumFrames = options.frames;
-        file.pictureLimit = backlog + picturesBeyondBacklog;
+        file.pictureLimit = pictureLimit();
         const auto media = MediaFileSource::sourceWithURL(options.input, format, file, &error);
         if (media && media->hasCaptions()) captions = CaptionFeed::fromFrames(options.captionTrack);
         source = media;
@@ -170,15 +176,14 @@ bool RecordingSession::Implementation::openOutputs() {
     }
     const auto video = ZQRVideoProperties::initWithCapturePreset(presetFor(options));
     video->setScanMode(options.format.interlaced ? 1 : 0);
-    const auto capacity = backlog + picturesBeyondBacklog + fifoReserve;
-    encoder = ZQREncoderController::initWithVideoProperties(video, static_cast<std::int64_t>(capacity));
+    encoder = ZQREncoderController::initWithVideoProperties(video, static_cast<std::int64_t>(capacity()));
     encoder->setControllerID(controllerID);
     encoder->setCapturePreset(video->capturePreset());
     encoder->setDelegate(weak_from_this());
     for (std::size_t i = 0; i < options.outputs.size(); ++i) {
         outputs.push_back(RecordingOutput::create(options.outputs[i],
                                                   fmt::format("{}{}", controllerID, i + 1), options, video,
-                                                  audioPropertiesFor(options), capacity));
+                                                  audioPropertiesFor(options), capacity()));
     }
     for (const auto& output : outputs) output->start();
     encoder->start();
@@ -236,8 +241,7 @@ Progress::State RecordingSession::Implementation::progress(const ZQRFramePtr& fr
     state.framesTotal = options.frames.value_or(source->durationFrames().value_or(0));
     state.secondsWritten = static_cast<double>(state.framesWritten) / timebase.realFramesPerSecond();
     if (frame && frame->frameTimecode()) state.timecode = frame->frameTimecode()->description();
-    state.fullness = static_cast<double>(fullestQueue()) /
-                     static_cast<double>(backlog + picturesBeyondBacklog + fifoReserve);
+    state.fullness = static_cast<double>(fullestQueue()) / static_cast<double>(capacity());
     return state;
 }
 

@@ -15,11 +15,15 @@ constexpr std::size_t pageSize = 4096;
 
 std::size_t rowBytesForPixelFormat(FourCC format, std::uint32_t width) {
     switch (format) {
-        case pixelFormat2vuy: return (std::size_t{width} + 1) / 2 * 4;
-        case pixelFormatV210: return (std::size_t{width} + 47) / 48 * 128;
+        case pixelFormat2vuy:
+            return (std::size_t{width} + 1) / 2 * 4;
+        case pixelFormatV210:
+            return (std::size_t{width} + 47) / 48 * 128;
         case pixelFormat32ARGB:
-        case pixelFormat32BGRA: return std::size_t{width} * 4;
-        default: return 0;
+        case pixelFormat32BGRA:
+            return std::size_t{width} * 4;
+        default:
+            return 0;
     }
 }
 
@@ -42,12 +46,14 @@ Status PixelBuffer::create(std::uint32_t width, std::uint32_t height, FourCC for
     const std::size_t size = (rowBytes * height + pageSize - 1) / pageSize * pageSize;
     auto* const bytes = static_cast<std::uint8_t*>(std::aligned_alloc(pageSize, size));
     if (!bytes) return memFullErr;
-    out = PixelBufferPtr(new PixelBuffer(width, height, format, bytes, rowBytes, [bytes] { std::free(bytes); }));
+    out = PixelBufferPtr(
+        new PixelBuffer(width, height, format, bytes, rowBytes, [bytes] { std::free(bytes); }));
     return noErr;
 }
 
-Status PixelBuffer::createWithBytes(std::uint32_t width, std::uint32_t height, FourCC format, std::uint8_t* bytes,
-                                    std::size_t bytesPerRow, std::function<void()> release, PixelBufferPtr& out) {
+Status PixelBuffer::createWithBytes(std::uint32_t width, std::uint32_t height, FourCC format,
+                                    std::uint8_t* bytes, std::size_t bytesPerRow,
+                                    std::function<void()> release, PixelBufferPtr& out) {
     const std::size_t rowBytes = rowBytesForPixelFormat(format, width);
     if (!bytes || rowBytes == 0 || height == 0 || bytesPerRow < rowBytes) return parameterErr;
     out = PixelBufferPtr(new PixelBuffer(width, height, format, bytes, bytesPerRow, std::move(release)));

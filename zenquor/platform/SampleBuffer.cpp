@@ -7,9 +7,10 @@
 namespace zenquor::platform {
 
 Status SampleBuffer::create(BlockBufferPtr data, FormatDescriptionPtr format, std::size_t sampleCount,
-                            const SampleTiming& timing, std::size_t sampleSize, const SampleAttachments& attachments,
-                            SampleBufferPtr& out) {
-    if (!data || !format || sampleCount == 0 || !timing.presentationTimeStamp.isValid()) return sampleBufferInvalidErr;
+                            const SampleTiming& timing, std::size_t sampleSize,
+                            const SampleAttachments& attachments, SampleBufferPtr& out) {
+    if (!data || !format || sampleCount == 0 || !timing.presentationTimeStamp.isValid())
+        return sampleBufferInvalidErr;
     if (data->dataLength() / sampleCount != sampleSize || data->dataLength() % sampleCount != 0) {
         return sampleBufferInvalidErr;
     }
@@ -43,7 +44,8 @@ Status SampleBuffer::createCopy(const SampleBufferPtr& source, SampleBufferPtr& 
 }
 
 std::string SampleBuffer::description() const {
-    return fmt::format("<SampleBuffer {} x {} bytes at {}>", sampleCount_, sampleSize_, timing_.presentationTimeStamp);
+    return fmt::format("<SampleBuffer {} x {} bytes at {}>", sampleCount_, sampleSize_,
+                       timing_.presentationTimeStamp);
 }
 
 }  // namespace zenquor::platform
