@@ -18,6 +18,7 @@ inline ZQRVideoPropertiesPtr recording(FourCC codec, std::uint32_t width = 320, 
     preset->setVideoHeight(height);
     preset->setFramerate(2500);
     preset->setTvNorm(2);
+    preset->setH264Preferences(ZHLH264Preferences::preferences());
     if (codec != 0) preset->setCompressionComponent(ZHLCompressionComponent::componentWithCode(codec));
     return ZQRVideoProperties::initWithCapturePreset(preset);
 }

@@ -180,6 +180,18 @@ TEST(VideoToolboxEncoder, TakesTheChoicesOfThePreset) {
     EXPECT_EQ(bench.format().configuration[1], 77) << "Main";
 }
 
+TEST(VideoToolboxEncoder, WithoutPreferencesPicturesKeepTheirOrder) {
+    const auto properties = recording(fourCC("avc1"));
+    properties->capturePreset()->setH264Preferences(nullptr);
+    Bench bench(properties);
+    for (int n = 0; n < 12; ++n) ASSERT_TRUE(bench.encoder->encodeFrame(frame(n)));
+    bench.encoder->finishEncoding();
+    ASSERT_EQ(bench.out.size(), 12U);
+    for (std::size_t n = 0; n < 12; ++n) {
+        EXPECT_EQ(bench.out[n]->relativeFrameTime(), static_cast<std::int64_t>(1000 * n));
+    }
+}
+
 TEST(VideoToolboxEncoder, RefusesWhatCannotBeEncoded) {
     Bench impossible(recording(fourCC("apch"), 0, 0));
     ZQErrorPtr error;

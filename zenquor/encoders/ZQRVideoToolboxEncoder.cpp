@@ -202,7 +202,8 @@ Status ZQRVideoToolboxEncoder::setupHEVC() {
 
 Status ZQRVideoToolboxEncoder::setupH264() {
     const ZHLH264PreferencesPtr preferences = videoProperties()->h264Preferences();
-    if (!preferences) return platform::noErr;
+    // Missing preferences read as false: no reordering, and nothing else to set.
+    if (!preferences) return set(CompressionProperty::AllowFrameReordering, false, "frame reordering", "NO");
     Status status = platform::noErr;
     const auto setIf = [&](bool wanted, CompressionProperty property,
                            const platform::CompressionPropertyValue& value, std::string_view name,

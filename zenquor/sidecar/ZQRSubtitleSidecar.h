@@ -48,6 +48,8 @@ public:
 
     /// What the sidecar was opened with.
     const ZQDictionary& properties() const { return properties_; }
+    /// For outputs that read them later; what was read at opening stays.
+    void setProperties(ZQDictionary properties) { properties_ = std::move(properties); }
     /// In file order.
     const ZQRSubtitleBlockList& subtitleBlocks() const { return subtitleBlocks_; }
     void setSubtitleBlocks(ZQRSubtitleBlockList blocks) { subtitleBlocks_ = std::move(blocks); }

@@ -185,6 +185,8 @@ bool FileOutput::leaveCache() {
     tailIsWritten_ = true;
     mode_ = Mode::Dropping;
     if (!readAt(stagedStart_, {staging_.memory.get(), staged_}) || !dropWritten(true)) return false;
+    // Pages that somebody else is writing out at this moment stay; the next flush drops them.
+    dropsAgain_ = true;
     if (!setDirect(true)) {
         staging_ = {};
         return true;  // such file systems are written through the cache, and their pages dropped
@@ -272,9 +274,15 @@ bool FileOutput::flush() {
         case Mode::Dropping:
             return dropWritten(true);
         case Mode::Direct:
-            return writeStagedBlocks() && writeStagedTail();
+            return writeStagedBlocks() && writeStagedTail() && dropAgain();
     }
     return true;
+}
+
+bool FileOutput::dropAgain() {
+    if (!std::exchange(dropsAgain_, false)) return true;
+    dropped_ = 0;
+    return dropWritten(true);
 }
 
 int FileOutput::synchronise() const {

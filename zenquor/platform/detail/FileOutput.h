@@ -86,6 +86,7 @@ private:
     bool writeAt(std::uint64_t offset, Bytes bytes);
     bool readAt(std::uint64_t offset, std::span<std::uint8_t> bytes);
     bool dropWritten(bool all);
+    bool dropAgain();
     bool failed(int number);
 
     int descriptor_;
@@ -95,6 +96,7 @@ private:
     std::uint64_t allocated_ = 0;  // up to here blocks were asked for ahead of the writing
     bool allocatesAhead_ = true;
     std::uint64_t dropped_ = 0;  // up to here pages were dropped
+    bool dropsAgain_ = false;  // what was written before the cache was left
     std::uint64_t pushed_ = 0;   // up to here write-back was started
     std::size_t memoryAlignment_ = blockSize;
     std::size_t offsetAlignment_ = blockSize;

@@ -122,6 +122,8 @@ bool AssetWriter::Implementation::writeStreamed(Track& track, const CodedSample&
         // What the coded picture says of itself is more than any hint.
         if (track.table.empty() && sample.format) track.format = sample.format;
         cut = cutDue(track, now);
+        // The movie box comes with the first fragment; one picture makes it, so that there is a movie from then on.
+        if (!file_->hasFragments() && !track.run.empty()) cut = Cut::Now;
         if (file_->streamedBytes() >= largestFragmentBytes) cut = Cut::Now;
         if (limitsHold_ && track.run.entries.size() >= entryLimits_[track.trackID - 1]) cut = Cut::Now;
     }
