@@ -2,6 +2,7 @@
 #include "zenquor/encoders/ZQREncoderController.h"
 
 #include <chrono>
+#include <thread>
 
 #include "encoders/EncoderTestSupport.h"
 #include "zenquor/encoders/ZQRPassthroughEncoder.h"
@@ -237,6 +238,8 @@ TEST(EncoderController, ShutdownWakesAWaitingThreadWithADummyFrame) {
     run.controller->start();
     run.push(0);
     run.listener->frameSignal.wait();
+    // The thread still has to get from the delegate back to its queue; otherwise it sees the shutdown on the way.
+    std::this_thread::sleep_for(milliseconds(200));
     const auto begin = steady_clock::now();
     run.controller->shutdown();
     EXPECT_GE(steady_clock::now() - begin, milliseconds(1100));
