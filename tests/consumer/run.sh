@@ -8,7 +8,7 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
 cmake --install "$build_dir" --prefix "$scratch/prefix" >/dev/null
-cmake -S "$source_dir/tests/consumer" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$scratch/prefix" \
+cmake -S "$source_dir/tests/consumer" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" \
   -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
 cmake --build "$scratch/build"
 mkdir "$scratch/one" "$scratch/two"
