@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "zenquor/platform/detail/PixelKernels.h"
+#include "zenquor/platform/detail/ScalerColorspace.h"
 
 namespace zenquor::platform::detail {
 namespace {
@@ -12,19 +13,6 @@ constexpr std::size_t planeAlignment = 64;
 
 std::uint32_t roundUp(std::uint32_t value, std::uint32_t step) {
     return (value + step - 1) / step * step;
-}
-
-int swscaleMatrix(YCbCrMatrix matrix) {
-    switch (matrix) {
-        case YCbCrMatrix::ITU_R_601_4:
-            return SWS_CS_ITU601;
-        case YCbCrMatrix::SMPTE_240M_1995:
-            return SWS_CS_SMPTE240M;
-        case YCbCrMatrix::ITU_R_2020:
-            return SWS_CS_BT2020;
-        default:
-            return SWS_CS_ITU709;
-    }
 }
 
 bool isRGB(AVPixelFormat format) {
@@ -152,7 +140,7 @@ Status PictureScaler::prepare(Field& field, const Shape& shape) {
                                        nullptr, nullptr));
     if (!field.context) return pixelTransferNotSupportedErr;
     field.shape = shape;
-    const int* const table = sws_getCoefficients(swscaleMatrix(shape.matrix));
+    const int* const table = sws_getCoefficients(scalerColorspace(shape.matrix));
     sws_setColorspaceDetails(field.context.get(), table, isRGB(shape.fromFormat), table,
                              isRGB(shape.toFormat), 0, unity, unity);
     return noErr;

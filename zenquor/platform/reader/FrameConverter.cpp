@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "zenquor/platform/detail/PixelKernels.h"
+#include "zenquor/platform/detail/ScalerColorspace.h"
 #include "zenquor/platform/reader/LibavTags.h"
 
 namespace zenquor::platform::detail {

@@ -74,20 +74,6 @@ std::optional<YCbCrMatrix> yCbCrMatrixFromLibav(AVColorSpace matrix) {
     return lookUp(matrixTable, matrix);
 }
 
-int scalerColorspace(YCbCrMatrix matrix) {
-    switch (matrix) {
-        case YCbCrMatrix::ITU_R_709_2:
-            return SWS_CS_ITU709;
-        case YCbCrMatrix::ITU_R_601_4:
-            return SWS_CS_ITU601;
-        case YCbCrMatrix::SMPTE_240M_1995:
-            return SWS_CS_SMPTE240M;
-        case YCbCrMatrix::ITU_R_2020:
-            return SWS_CS_BT2020;
-    }
-    return SWS_CS_ITU709;
-}
-
 YCbCrMatrix matrixForHeight(int height) {
     return height < 720 ? YCbCrMatrix::ITU_R_601_4 : YCbCrMatrix::ITU_R_709_2;
 }

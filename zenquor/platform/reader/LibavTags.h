@@ -13,8 +13,6 @@ namespace zenquor::platform::detail {
 std::optional<ColorPrimaries> colorPrimariesFromLibav(AVColorPrimaries primaries);
 std::optional<TransferFunction> transferFunctionFromLibav(AVColorTransferCharacteristic transfer);
 std::optional<YCbCrMatrix> yCbCrMatrixFromLibav(AVColorSpace matrix);
-/// The swscale coefficients (SWS_CS_…) of a matrix.
-int scalerColorspace(YCbCrMatrix matrix);
 /// The matrix that a picture of unknown origin has: 601 below 720 lines, 709 from there.
 YCbCrMatrix matrixForHeight(int height);
 
