@@ -14,11 +14,22 @@ extern "C" {
 
 namespace bench {
 
-inline void drain(AVCodecContext* context, AVPacket* packet) {
-    while (avcodec_receive_packet(context, packet) == 0) av_packet_unref(packet);
+/// When the first and the last packet came.
+struct Span {
+    double first = 0;
+    double last = 0;
+};
+
+inline void drain(AVCodecContext* context, AVPacket* packet, Span& span) {
+    while (avcodec_receive_packet(context, packet) == 0) {
+        av_packet_unref(packet);
+        span.last = wallSeconds();
+        if (span.first == 0) span.first = span.last;
+    }
 }
 
-inline void encodeWithLibavcodec(const Material& material, std::uint64_t frames, const char* preset) {
+/// @return seconds from the first packet to the last.
+inline double encodeWithLibavcodec(const Material& material, std::uint64_t frames, const char* preset) {
     const auto& format = material.format();
     const int width = static_cast<int>(format.width);
     const int height = static_cast<int>(format.height);
@@ -36,6 +47,7 @@ inline void encodeWithLibavcodec(const Material& material, std::uint64_t frames,
     SwsContext* scaler = sws_getContext(width, height, AV_PIX_FMT_UYVY422, width, height, AV_PIX_FMT_NV12,
                                         SWS_BILINEAR, nullptr, nullptr, nullptr);
     AVPacket* packet = av_packet_alloc();
+    Span span;
     for (std::uint64_t n = 0; n < frames; ++n) {
         AVFrame* frame = av_frame_alloc();
         frame->width = width;
@@ -49,13 +61,14 @@ inline void encodeWithLibavcodec(const Material& material, std::uint64_t frames,
         frame->pts = static_cast<std::int64_t>(n);
         if (avcodec_send_frame(context, frame) < 0) std::exit(1);
         av_frame_free(&frame);
-        drain(context, packet);
+        drain(context, packet, span);
     }
     avcodec_send_frame(context, nullptr);
-    drain(context, packet);
+    drain(context, packet, span);
     av_packet_free(&packet);
     sws_freeContext(scaler);
     avcodec_free_context(&context);
+    return span.last - span.first;
 }
 
 }  // namespace bench

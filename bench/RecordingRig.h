@@ -59,6 +59,9 @@ inline std::uint64_t residentBytes() {
     return std::uint64_t{resident} * 4096;
 }
 
+/// Frames between two looks at the queues.
+inline constexpr std::uint64_t looksEvery = 8;
+
 struct Cost {
     double cpu = 0;  // seconds
     double wall = 0;
@@ -148,11 +151,16 @@ class RecordingRig final : public zenquor::ZQREncoderControllerDelegate,
                            public zenquor::ZQRMovieWriterControllerDelegate,
                            public std::enable_shared_from_this<RecordingRig> {
 public:
-    static void record(const Material& material, const std::string& path, const RigOptions& options) {
-        std::make_shared<RecordingRig>()->run(material, path, options);
+    /// @return seconds from the first coded frame to the last: without the search for an encoder at the start.
+    static double record(const Material& material, const std::string& path, const RigOptions& options) {
+        const auto rig = std::make_shared<RecordingRig>();
+        rig->run(material, path, options);
+        return rig->last_ - rig->first_;
     }
 
     void hasFrameAvailable(zenquor::ZQREncoderController&, const zenquor::ZQRFramePtr& frame) override {
+        last_ = wallSeconds();
+        if (first_ == 0) first_ = last_;
         if (!writer_->addEncodedFrame(frame)) failed_ = true;
     }
     void hasNonCriticalError(zenquor::ZQREncoderController&, const zenquor::ZQErrorPtr&) override {}
@@ -198,8 +206,10 @@ private:
         encoder_->start();
         for (std::uint64_t n = 0; n < options.frames && !failed_; ++n) {
             if (options.atFrame) options.atFrame(n);
-            while (fullestQueue() > static_cast<std::int64_t>(options.backlog) && !failed_)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            // As seldom as a host would look: the queues hold many times what passes in between.
+            while (n % looksEvery == 0 && fullestQueue() > static_cast<std::int64_t>(options.backlog) &&
+                   !failed_)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
             const auto frame = material.frame(n, n + 1 == options.frames);
             if (!writer_->addRawFrame(frame) || !encoder_->encodeFrame(frame)) failed_ = true;
         }
@@ -224,6 +234,8 @@ private:
 
     zenquor::ZQREncoderControllerPtr encoder_;
     zenquor::ZQRMovieWriterControllerPtr writer_;
+    double first_ = 0;  // of the encoder's thread until it has ended
+    double last_ = 0;
     std::atomic<bool> ended_{false};
     std::atomic<bool> failed_{false};
 };
