@@ -188,6 +188,7 @@ private:
         const auto video = ZQRVideoProperties::initWithCapturePreset(preset);
         const auto audio = ZQRAudioProperties::initWithBitRate(16, 2, 48000, options.audioChannels);
         audio->setNativeChannelCount(options.audioChannels);
+        audio->setAudioAlignment(1);  // stereo tracks
         audio->setAudioFormatFlagIsSignedInteger(true);
         audio->setAudioFormatFlagIsPacked(true);
         const auto capacity = options.backlog * 2 + 64;

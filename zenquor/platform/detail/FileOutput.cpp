@@ -216,6 +216,7 @@ bool FileOutput::appendDirect(Bytes part) {
         }
         if (!writeStagedBlocks()) return false;
         const Bytes blocks = part.first(roundDown(part.size(), offsetAlignment_));
+        allocateAhead(position_ + blocks.size());
         if (!writeAt(position_, blocks)) return false;
         position_ += blocks.size();
         stagedStart_ = position_;
