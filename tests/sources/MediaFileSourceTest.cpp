@@ -10,10 +10,12 @@
 
 #include <unistd.h>
 
+#include "platform/quicktime_support.h"
 #include "zenquor/sources/detail/ColorBars.h"
 #include "zenquor/sources/detail/MatrixConversion.h"
 #include "zenquor/sources/detail/PictureFit.h"
 #include "zenquor/sources/detail/PictureRow.h"
+#include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
 #include "zenquor/vanc/ZQRVANCHelper.h"
 
 namespace zenquor {
@@ -295,6 +297,58 @@ TEST_F(MediaFileSourceTest, SeveralTracksOfSoundFillTheChannelsInOrder) {
     EXPECT_NEAR(sample(frame, 100, 1), 6554, 2);
     EXPECT_NEAR(sample(frame, 100, 2), 9830, 4);
     EXPECT_EQ(sample(frame, 100, 3), 0);
+}
+
+/// A movie of ten frames at 25 a second with one pair of captions on each.
+void recordCaptions(const fs::path& path) {
+    namespace rig = platform::test;
+    const auto video = rig::makeInput(rig::videoFormat(fourCC("2vuy")));
+    const auto captions = rig::makeInput(platform::FormatDescription::closedCaption(fourCC("c608")));
+    const auto writer = rig::makeWriter(path, {video, captions});
+    ASSERT_TRUE(writer->startWriting());
+    writer->startSessionAtSourceTime({0, 25});
+    for (std::uint8_t i = 0; i < 10; ++i) {
+        const platform::SampleTiming timing{{1, 25}, {i, 25}, {}};
+        const rig::Bytes pair{0, 0, 0, 10, 'c', 'd', 'a', 't', 0x94, i};
+        const rig::Bytes picture(std::size_t{96} * 2 * 16, 128);
+        for (const auto& [input, bytes] : {std::pair{video, picture}, std::pair{captions, pair}}) {
+            platform::BlockBufferPtr block;
+            platform::SampleBufferPtr sample;
+            platform::BlockBuffer::createWithLength(bytes.size(), block);
+            block->replaceDataBytes(ZQData::copying(bytes), 0);
+            platform::SampleBuffer::create(block, input->sourceFormatHint(), 1, timing, bytes.size(), {},
+                                           sample);
+            ASSERT_TRUE(input->appendSampleBuffer(sample));
+        }
+    }
+    ASSERT_EQ(rig::finish(writer), platform::AssetWriterStatus::Completed);
+}
+
+TEST_F(MediaFileSourceTest, EachCaptionOfTheFileComesOnceAtItsTime) {
+    const auto path = folder() / "captions.mov";
+    recordCaptions(path);
+    struct Row {
+        const char* format;
+        std::size_t framesPerCaption;
+    };
+    for (const Row& row : {Row{"720p25", 1}, Row{"720p50", 2}}) {
+        const auto frames = play(path, formatNamed(row.format), {});
+        ASSERT_EQ(frames.size(), 10 * row.framesPerCaption) << row.format;
+        for (std::size_t i = 0; i < frames.size(); ++i) {
+            const auto packet = ZQRVANCHelper::closedCaptionPacket(frames[i]->vancPackets());
+            EXPECT_TRUE(frames[i]->writeCaptions());
+            ASSERT_TRUE(packet) << row.format << ' ' << i;
+            // The second byte is the caption's number; parity adds the highest bit. What follows until the next caption
+            // is null pairs.
+            const bool isNew = i % row.framesPerCaption == 0;
+            EXPECT_EQ(packet->originalData()[0], isNew ? 0x94 : 0x80);
+            EXPECT_EQ(packet->originalData()[1] & 0x7F,
+                      isNew ? static_cast<int>(i / row.framesPerCaption) : 0);
+        }
+    }
+    const auto without = play(path, formatNamed("720p25"), {.passCaptions = false});
+    EXPECT_TRUE(without.at(0)->vancPackets().empty());
+    EXPECT_FALSE(without.at(0)->writeCaptions());
 }
 
 TEST_F(MediaFileSourceTest, AFileThatCannotBePlayedIsRefused) {
