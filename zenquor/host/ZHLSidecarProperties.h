@@ -36,7 +36,8 @@ inline constexpr char ZHLSubtitleSidecar_Property_RenderingHeight[] =
 inline constexpr char ZHLSRTSidecar_Property_Timebase[] = "ZHLSRTSidecar_Property_Timebase";
 /// Integer: 0 unchanged, 1 left, 2 centred, 3 right.
 inline constexpr char ZHLSRTSidecar_Property_Justification[] = "ZHLSRTSidecar_Property_Justification";
-/// Integer: 1 = CEA-608 captions; with any other number the sidecar gives no packets.
+/// Integer: 0 = OP-47 teletext subtitles, 1 = CEA-608 captions; with any other number the sidecar gives no
+/// packets.
 inline constexpr char ZHLSRTSidecar_Property_Output[] = "ZHLSRTSidecar_Property_Output";
 /// Integer: caption channel less one, 0 = CC1 to 3 = CC4.
 inline constexpr char ZHLSRTSidecar_Property_ClosedCaptionChannel[] =

@@ -22,8 +22,8 @@ namespace zenquor {
 /// Thread-safety: One thread at a time; output() may be read by others.
 class ZQRSubtitleSidecar : public ZQRSidecar, public std::enable_shared_from_this<ZQRSubtitleSidecar> {
 public:
-    /// Kinds of output: CEA-608 captions.
-    enum OutputKind : std::int32_t { OutputCEACC = 1 };
+    /// Kinds of output: OP-47 teletext subtitles, CEA-608 captions.
+    enum OutputKind : std::int32_t { OutputOP47 = 0, OutputCEACC = 1 };
     /// What validateBlocks() does about blocks that start before the one before has ended.
     enum OverlappingSubtitleAction : std::int32_t { OverlapIgnore = 0, OverlapMerge = 1, OverlapRemove = 2 };
 
