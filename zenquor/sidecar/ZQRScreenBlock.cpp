@@ -8,7 +8,7 @@ std::string ZQRScreenBlock::text() const {
     std::string text;
     for (const auto& line : lines()) {
         if (!text.empty()) text += '\n';
-        text += toUTF8(line->string());
+        text += utf8FromUTF16(line->string());
     }
     return text;
 }
