@@ -51,7 +51,10 @@ TEST(LanguageTable, CodesOfTech3264GiveTheirLanguages) {
         ASSERT_TRUE(language) << c.code;
         EXPECT_EQ(language->iso639_2, c.iso);
         EXPECT_EQ(ZHLLanguageTable::nameForCode(c.code), c.name);
+        const auto byLetters = ZHLLanguageTable::languageForISO639(c.iso);
+        EXPECT_EQ(byLetters ? byLetters->code : 0, c.code) << c.iso;
     }
+    EXPECT_FALSE(ZHLLanguageTable::languageForISO639("xyz"));
     for (int code : {-1, 0x2C, 0x44, 0x80, 1 << 20}) {
         EXPECT_FALSE(ZHLLanguageTable::languageForCode(code)) << code;
         EXPECT_EQ(ZHLLanguageTable::nameForCode(code), "unknown");

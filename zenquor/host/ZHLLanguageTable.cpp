@@ -55,6 +55,12 @@ std::optional<ZHLLanguageTable::Language> ZHLLanguageTable::languageForCode(std:
     return *found;
 }
 
+std::optional<ZHLLanguageTable::Language> ZHLLanguageTable::languageForISO639(std::string_view code) {
+    const auto found = std::ranges::find(languages, code, &Language::iso639_2);
+    if (found == std::end(languages) || found->code == 0) return std::nullopt;
+    return *found;
+}
+
 std::string_view ZHLLanguageTable::nameForCode(std::int32_t code) {
     const auto language = languageForCode(code);
     return language ? language->name : "unknown";

@@ -21,6 +21,8 @@ public:
 
     /// @return nothing for a code that the table does not assign.
     static std::optional<Language> languageForCode(std::int32_t code);
+    /// The first language with the three-letter code; nothing for a code that no entry has, and for "und".
+    static std::optional<Language> languageForISO639(std::string_view code);
     /// The English name, or "unknown".
     static std::string_view nameForCode(std::int32_t code);
 };

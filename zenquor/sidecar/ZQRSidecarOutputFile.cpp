@@ -34,7 +34,8 @@ ZQRSidecarOutputFile::~ZQRSidecarOutputFile() {
 
 void ZQRSidecarOutputFile::open() {
     descriptor_ = ::open(url_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, everybodyReadsAndWrites);
-    if (descriptor_ >= 0) return;
+    hasFailed_ = descriptor_ < 0;
+    if (!hasFailed_) return;
     ZLGGetHandle().error("ZQRSidecarOutputFile {}: could not open {} with error {}", *this, url_.string(),
                          errorText(errno));
 }
@@ -42,6 +43,7 @@ void ZQRSidecarOutputFile::open() {
 void ZQRSidecarOutputFile::close() {
     // Network file systems report a full disk only here.
     if (descriptor_ >= 0 && ::close(descriptor_) != 0) {
+        hasFailed_ = true;
         ZLGGetHandle().error("ZQRSidecarOutputFile {}: could not close {} with error {}", *this,
                              url_.string(), errorText(errno));
     }
@@ -54,10 +56,13 @@ bool ZQRSidecarOutputFile::writeLine(std::string_view text, std::string_view new
         bytes = text;
         for (int i = 0; i < newlines; ++i) bytes += newline;
     } catch (const std::bad_alloc&) {
+        hasFailed_ = true;
         return false;
     }
     if (line_ < std::numeric_limits<std::int32_t>::max()) ++line_;
-    return writeAll(bytes);
+    const bool written = writeAll(bytes);
+    if (!written) hasFailed_ = true;
+    return written;
 }
 
 bool ZQRSidecarOutputFile::writeAll(std::string_view bytes) {

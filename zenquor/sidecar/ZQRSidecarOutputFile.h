@@ -30,6 +30,8 @@ public:
     bool writeLine(std::string_view text, std::string_view newline, int newlines);
     void close();
 
+    /// Whether the file could not be opened or any line could not be written whole, also after close().
+    bool hasFailed() const { return hasFailed_; }
     /// How many times writeLine() was called; a line too big for memory does not count.
     std::int32_t line() const { return line_; }
 
@@ -42,6 +44,7 @@ private:
     std::filesystem::path url_;
     int descriptor_ = -1;
     std::int32_t line_ = 0;
+    bool hasFailed_ = false;
 };
 
 using ZQRSidecarOutputFilePtr = std::shared_ptr<ZQRSidecarOutputFile>;
