@@ -161,3 +161,29 @@ TEST(ZQRCaptionSampleParser, ReadsPairsAndCDPsFromCaptionAtoms) {
         EXPECT_EQ(caption ? hex(caption->data()) : "", c.data) << c.sample;
     }
 }
+
+TEST(ZQRVANCClosedCaptionPacket, EnumeratesEveryPairThatCanBeRead) {
+    const struct {
+        const char* data;
+        std::int32_t type;
+        const char* pairs;
+    } cases[] = {
+        {"94 2c 15 2d", Caption::TypeCEA608, "1:94 2c 2:15 2d "},
+        {"94", Caption::TypeCEA608, ""},
+        // Three pairs at 24 frames per second, one of them invalid, and digital captions between.
+        {"96 69 16 2f 43 00 00 72 e4 fc 94 2c fa 00 00 fd 15 2d f8 80 80 74 00 00", Caption::TypeCDP,
+         "1:94 2c 2:15 2d "},
+        {"96 69 10 2f 43 00 00 72 e2 fc 94 20 fc 94 2c 00", Caption::TypeCDP, "1:94 20 1:94 2c "},
+        // Cut short: the count and the length byte promise more than there is.
+        {"96 69 49 4f 43 00 00 72 f4 fc 94 2c fd", Caption::TypeCDP, "1:94 2c "},
+        {"69 96 10 2f 43 00 00 72 e2 fc 94 20 fc 94 2c 00", Caption::TypeCDP, ""},
+    };
+    for (const auto& c : cases) {
+        std::string pairs;
+        Caption::closedCaptionPacketWithData(bytes(c.data), c.type)
+            ->enumerate608Pairs([&](int field, std::span<const std::uint8_t, 2> pair) {
+                pairs += std::to_string(field) + ":" + hex(ZQData::copying(pair)) + " ";
+            });
+        EXPECT_EQ(pairs, c.pairs) << c.data;
+    }
+}

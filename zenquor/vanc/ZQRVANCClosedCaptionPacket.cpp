@@ -91,6 +91,15 @@ std::optional<ZQData> ZQRVANCClosedCaptionPacket::dataFor608Fields(int fields) c
     return now.data;
 }
 
+void ZQRVANCClosedCaptionPacket::enumerate608Pairs(const PairBlock& visit) const {
+    const Content now = content();
+    if (now.type == TypeCDP) return detail::forEachPairInCaptionDistributionPacket(now.data, visit);
+    const auto pairs = now.data.span();
+    for (std::size_t i = 0; i + 2 <= std::min<std::size_t>(pairs.size(), 4); i += 2) {
+        visit(static_cast<int>(i / 2) + 1, pairs.subspan(i).first<2>());
+    }
+}
+
 std::optional<ZQData> ZQRVANCClosedCaptionPacket::dataFor708() const {
     const Content now = content();
     if (now.type == TypeCDP) return now.data;

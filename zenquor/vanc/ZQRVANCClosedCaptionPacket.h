@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -33,6 +34,8 @@ public:
     static constexpr std::int32_t captionSDID = 0x01;
     static constexpr std::int32_t defaultLineNumber = 9;
 
+    using PairBlock = std::function<void(int field, std::span<const std::uint8_t, 2> pair)>;
+
     static std::shared_ptr<ZQRVANCClosedCaptionPacket> closedCaptionPacketWithData(
         ZQData data, std::int32_t type, std::int32_t line = defaultLineNumber);
     static std::shared_ptr<ZQRVANCClosedCaptionPacket> initWithClosedCaptionData(ZQData data,
@@ -57,6 +60,9 @@ public:
     std::optional<ZQData> quicktimeData() const;
     /// The pairs of @p fields fields (1 or 2), two bytes each; nothing when the packet does not hold them.
     std::optional<ZQData> dataFor608Fields(int fields) const;
+    /// Calls @p visit with the field (1 or 2) and the bytes of every CEA-608 pair that the packet holds, in order. At 23.98
+    /// and 24 frames per second a CDP holds more than one pair of a field. A broken CDP gives what can be read.
+    void enumerate608Pairs(const PairBlock& visit) const;
     /// The CDP, built from pairs with the next sequence number without changing the packet; nothing for pairs
     /// of another length than 2 or 4.
     std::optional<ZQData> dataFor708() const;

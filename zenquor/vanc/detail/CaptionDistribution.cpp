@@ -96,6 +96,25 @@ void finishCaptionDistributionPacket(std::span<std::uint8_t> cdp, std::uint16_t 
     cdp[checksum] = static_cast<std::uint8_t>(-byteSum(cdp.first(checksum)));
 }
 
+void forEachPairInCaptionDistributionPacket(
+    std::span<const std::uint8_t> cdp,
+    const std::function<void(int, std::span<const std::uint8_t, 2>)>& visit) {
+    if (cdp.size() < headerSize || cdp[0] != 0x96 || cdp[1] != 0x69) return;
+    auto rest = cdp.subspan(headerSize);
+    while (!rest.empty()) {
+        const std::size_t size = std::min(sectionSize(rest), rest.size());
+        if (size == 0) return;
+        const bool holdsCaptions = rest[0] == captionDataSection;
+        for (std::size_t i = 2; holdsCaptions && i + 3 <= size; i += 3) {
+            const unsigned head = rest[i];
+            if ((head & 4) != 0 && (head & 3) <= 1) {
+                visit(static_cast<int>(head & 3) + 1, rest.subspan(i + 1).first<2>());
+            }
+        }
+        rest = rest.subspan(size);
+    }
+}
+
 std::optional<CaptionPairs> pairsInCaptionDistributionPacket(std::span<const std::uint8_t> cdp) {
     if (cdp.size() < 3 || cdp[0] != 0x96 || cdp[1] != 0x69) return std::nullopt;
     const std::size_t length = cdp[2];
