@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include "CaptionText.h"
 #include "zenquor/core/ZQValue.h"
 #include "zenquor/host/ZHLSidecarProperties.h"
+#include "zenquor/sidecar/ZQRCaptionCharacters.h"
 #include "zenquor/sidecar/ZQRSRTSidecar.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
 #include "zenquor/vanc/ZQRVANCHelper.h"
@@ -61,7 +61,7 @@ std::unique_ptr<CaptionFeed> CaptionFeed::fromFile(const std::filesystem::path& 
                                       fmt::format("\"{}\" holds no readable subtitle.", path.string())));
         return nullptr;
     }
-    fitToCaptionCharacters(sidecar->subtitleBlocks());
+    ZQRCaptionCharacters::fitBlocks(sidecar->subtitleBlocks());
     auto feed = fromFrames(track);
     feed->sidecar_ = sidecar;
     feed->timebase_ = timebase;
