@@ -1,6 +1,7 @@
 #include "zenquor/sidecar/ZQRSidecarCaption.h"
 
 #include <array>
+#include <cstring>
 
 #include <fmt/format.h>
 
@@ -14,8 +15,8 @@ struct Letter {
     std::size_t count;
     std::size_t times;
 
-    std::size_t size() const { return count * times; }
-    std::uint8_t operator[](std::size_t i) const { return bytes[i % count]; }
+    constexpr std::size_t size() const { return count * times; }
+    constexpr std::uint8_t operator[](std::size_t i) const { return bytes[i % count]; }
 };
 
 constexpr Letter letters[] = {
@@ -49,6 +50,44 @@ std::optional<std::uint8_t> hexadecimalDigit(char character) {
     if (character >= 'A' && character <= 'F') return static_cast<std::uint8_t>(character - 'A' + 10);
     if (character >= 'a' && character <= 'f') return static_cast<std::uint8_t>(character - 'a' + 10);
     return std::nullopt;
+}
+
+constexpr std::size_t longestLetter = 27;
+
+/// A letter's bytes side by side, with room for copying a fixed size.
+struct LetterBytes {
+    std::array<std::uint8_t, longestLetter> bytes;
+    std::uint8_t size;
+};
+
+constexpr auto letterBytes = [] {
+    std::array<LetterBytes, std::size(letters)> table = {};
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        table[i].size = static_cast<std::uint8_t>(letters[i].size());
+        for (std::size_t j = 0; j < letters[i].size(); ++j) table[i].bytes[j] = letters[i][j];
+    }
+    return table;
+}();
+
+/// What a character is to a whole text; the digits are their values.
+constexpr std::uint8_t spaceKind = 0x10;
+constexpr std::uint8_t letterKind = 0x20;
+constexpr std::uint8_t otherKind = 0x40;
+
+constexpr auto characterKinds = [] {
+    std::array<std::uint8_t, 256> table = {};
+    for (auto& kind : table) kind = otherKind;
+    for (unsigned i = 0; i < 10; ++i) table['0' + i] = static_cast<std::uint8_t>(i);
+    for (unsigned i = 0; i < 6; ++i) {
+        table['A' + i] = table['a' + i] = static_cast<std::uint8_t>(10 + i);
+    }
+    for (char c = firstLetter; c <= lastLetter; ++c) table[static_cast<unsigned char>(c)] = letterKind;
+    table[' '] = spaceKind;
+    return table;
+}();
+
+std::uint8_t kindOf(char character) {
+    return characterKinds[static_cast<unsigned char>(character)];
 }
 
 bool startsWith(std::span<const std::uint8_t> bytes, const Letter& letter) {
@@ -110,6 +149,37 @@ bool ZQRSidecarCaption::appendNibble(char character, bool allowMCCEncoding) {
         appendNibbleValue(letter[i] & 0x0F);
     }
     return true;
+}
+
+bool ZQRSidecarCaption::appendText(std::string_view text, bool allowMCCEncoding) {
+    std::array<std::uint8_t, 512> bytes;
+    std::size_t count = 0;
+    const auto flush = [&] {
+        data_.insert(data_.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count));
+        count = 0;
+    };
+    std::size_t i = 0;
+    bool isGood = true;
+    while (isGood && i < text.size()) {
+        if (count + longestLetter > bytes.size()) flush();
+        const std::uint8_t kind = kindOf(text[i]);
+        const std::uint8_t nextKind = i + 1 < text.size() ? kindOf(text[i + 1]) : otherKind;
+        if (!isHighNibblePending_ && (kind | nextKind) < spaceKind) {
+            bytes[count++] = static_cast<std::uint8_t>(kind << 4 | nextKind);
+            i += 2;
+        } else if (!isHighNibblePending_ && kind == letterKind && allowMCCEncoding) {
+            const LetterBytes& expansion = letterBytes[text[i++] - firstLetter];
+            std::memcpy(&bytes[count], expansion.bytes.data(), longestLetter);
+            count += expansion.size;
+        } else if (kind == spaceKind) {
+            ++i;
+        } else {
+            flush();  // a lone half of a byte, or nothing that belongs here
+            isGood = appendNibble(text[i++], allowMCCEncoding);
+        }
+    }
+    flush();
+    return isGood;
 }
 
 void ZQRSidecarCaption::appendNibbleValue(std::uint8_t nibble) {

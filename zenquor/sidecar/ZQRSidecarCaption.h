@@ -19,9 +19,14 @@ namespace zenquor {
 /// Thread-safety: One thread at a time.
 /// Standards:     the letters of the MacCaption (MCC) V1.0 and V2.0 formats.
 class ZQRSidecarCaption final : public ZQObject {
+    struct Private {
+        explicit Private() = default;
+    };
+
 public:
+    explicit ZQRSidecarCaption(Private) {}
     static std::shared_ptr<ZQRSidecarCaption> init() {
-        return std::shared_ptr<ZQRSidecarCaption>(new ZQRSidecarCaption);
+        return std::make_shared<ZQRSidecarCaption>(Private());
     }
 
     const std::optional<ZQCKTimecode>& timecode() const { return timecode_; }
@@ -42,6 +47,9 @@ public:
     /// Decodes one character: a hexadecimal digit, a space, or with @p allowMCCEncoding a letter "G" to "Z".
     /// @return false for any other character; nothing changed.
     bool appendNibble(char character, bool allowMCCEncoding);
+    /// Decodes a whole text as appendNibble() does character by character, several times faster.
+    /// @return false at the first character that is none; what stands before it is then decoded.
+    bool appendText(std::string_view text, bool allowMCCEncoding);
     /// Appends a byte pair; data of another length than 2 is ignored.
     void appendData(std::span<const std::uint8_t> pair);
     void replaceData(std::span<const std::uint8_t> data);
@@ -51,8 +59,6 @@ public:
     void stripTrailingEmtpy608Packets();
 
 private:
-    ZQRSidecarCaption() = default;
-
     void appendNibbleValue(std::uint8_t nibble);
     void encodePairs(std::string& text) const;
     void encodeLetters(std::string& text) const;

@@ -24,8 +24,11 @@ std::string errorText(int error) {
     return std::generic_category().message(error);
 }
 
+/// Looks at every byte rather than stopping at the first: that is what compilers vectorise.
 bool isASCII(std::string_view line) {
-    return std::all_of(line.begin(), line.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
+    unsigned char bits = 0;
+    for (const char c : line) bits |= static_cast<unsigned char>(c);
+    return bits < 0x80;
 }
 
 }  // namespace
@@ -92,51 +95,65 @@ void ZQRSidecarInputFile::skipByteOrderMark() {
 }
 
 std::optional<std::string> ZQRSidecarInputFile::readLine() {
+    const auto line = readLineInPlace();
+    return line ? std::optional<std::string>(*line) : std::nullopt;
+}
+
+std::optional<std::string_view> ZQRSidecarInputFile::readLineInPlace() {
     if (line_ < std::numeric_limits<std::int32_t>::max()) ++line_;
     skipByteOrderMark();
     for (;;) {
-        std::string line;
+        std::string_view line;
         const bool hasEnd = readRawLine(line);
-        if (isValidLine(line)) return decoded(std::move(line));
+        if (isValidLine(line)) return decoded(line);
         if (!hasEnd) return std::nullopt;
     }
 }
 
-std::string ZQRSidecarInputFile::decoded(std::string line) {
+std::string_view ZQRSidecarInputFile::decoded(std::string_view line) {
     if (isASCII(line)) return line;
     std::string text = utf8FromUTF16(utf16FromUTF8(line));
-    if (text != line && !loggedIllFormed_) {
+    if (text == line) return line;
+    if (!loggedIllFormed_) {
         ZLGGetHandle().error(
             "ZQRSidecarInputFile {}: line {} of {} is not UTF-8, what is unreadable is replaced", *this,
             line_, url_.string());
         loggedIllFormed_ = true;
     }
-    return text;
+    assembled_ = std::move(text);
+    return assembled_;
 }
 
-bool ZQRSidecarInputFile::readRawLine(std::string& line) {
+bool ZQRSidecarInputFile::readRawLine(std::string_view& line) {
+    assembled_.clear();
     while (available() > 0 || fill()) {
-        const char* const begin = buffer_.data() + begin_;
-        const char* const end = buffer_.data() + end_;
+        const std::string_view rest(buffer_.data() + begin_, available());
+        const std::size_t linefeed = std::min(rest.find('\n'), rest.size());
         if (needLinefeed_) {
-            const char* const linefeed = std::find(begin, end, '\n');
-            needLinefeed_ = linefeed == end;
-            begin_ += static_cast<std::size_t>(linefeed - begin) + (needLinefeed_ ? 0 : 1);
+            needLinefeed_ = linefeed == rest.size();
+            begin_ += linefeed + (needLinefeed_ ? 0 : 1);
             continue;
         }
-        const char* const lineEnd = std::find_if(begin, end, [](char c) { return c == '\n' || c == '\r'; });
-        append(line, static_cast<std::size_t>(lineEnd - begin));
-        if (lineEnd == end) continue;
-        needLinefeed_ = *lineEnd == '\r';
+        const std::size_t length = std::min(rest.substr(0, linefeed).find('\r'), linefeed);
+        const bool hasEnd = length < rest.size();
+        if (hasEnd && assembled_.empty() && length <= maximumLineBytes) {
+            line = rest.substr(0, length);
+            begin_ += length;
+        } else {
+            append(length);
+            line = assembled_;
+        }
+        if (!hasEnd) continue;
+        needLinefeed_ = rest[length] == '\r';
         ++begin_;
         return true;
     }
     return false;
 }
 
-void ZQRSidecarInputFile::append(std::string& line, std::size_t count) {
-    const std::size_t kept = std::min(count, maximumLineBytes - line.size());
-    line.append(buffer_.data() + begin_, kept);
+void ZQRSidecarInputFile::append(std::size_t count) {
+    const std::size_t kept = std::min(count, maximumLineBytes - assembled_.size());
+    assembled_.append(buffer_.data() + begin_, kept);
     begin_ += count;
     if (kept < count && !loggedLongLine_) {
         ZLGGetHandle().error("ZQRSidecarInputFile {}: a line of {} is longer than {} bytes, cut", *this,
@@ -145,8 +162,8 @@ void ZQRSidecarInputFile::append(std::string& line, std::size_t count) {
     }
 }
 
-bool ZQRSidecarInputFile::isValidLine(const std::string& line) const {
-    return !(line.empty() && skipEmptyLines_) && line.compare(0, 2, "//") != 0;
+bool ZQRSidecarInputFile::isValidLine(std::string_view line) const {
+    return !(line.empty() && skipEmptyLines_) && line.substr(0, 2) != "//";
 }
 
 std::ptrdiff_t ZQRSidecarInputFile::read(std::span<std::uint8_t> buffer) {

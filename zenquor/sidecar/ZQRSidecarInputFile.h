@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "zenquor/core/ZQObject.h"
@@ -35,6 +36,8 @@ public:
     /// which is logged once.
     /// @return nothing at the end; while empty lines are not skipped, an empty line every time.
     std::optional<std::string> readLine();
+    /// The same line without a copy where possible: valid until the next call of any operation that reads.
+    std::optional<std::string_view> readLineInPlace();
     /// Reads bytes as they are, from where the last read ended.
     /// @return how many, 0 at the end, −1 after an error.
     std::ptrdiff_t read(std::span<std::uint8_t> buffer);
@@ -52,10 +55,10 @@ private:
     void open();
     bool fill();
     void skipByteOrderMark();
-    std::string decoded(std::string line);
-    bool readRawLine(std::string& line);
-    void append(std::string& line, std::size_t count);
-    bool isValidLine(const std::string& line) const;
+    std::string_view decoded(std::string_view line);
+    bool readRawLine(std::string_view& line);
+    void append(std::size_t count);
+    bool isValidLine(std::string_view line) const;
     std::size_t available() const { return end_ - begin_; }
 
     std::filesystem::path url_;
@@ -70,6 +73,7 @@ private:
     std::vector<char> buffer_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
+    std::string assembled_;  // a line that does not lie in the buffer as a whole
 };
 
 using ZQRSidecarInputFilePtr = std::shared_ptr<ZQRSidecarInputFile>;
