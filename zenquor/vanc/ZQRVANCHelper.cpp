@@ -11,6 +11,7 @@
 #include "zenquor/core/ByteOrder.h"
 #include "zenquor/core/ZLGHandle.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
+#include "zenquor/vanc/ZQRVANCSCTEPacket.h"
 #include "zenquor/vanc/detail/AncillaryWords.h"
 
 namespace zenquor {
@@ -26,7 +27,7 @@ struct PacketKind {
 constexpr PacketKind packetKinds[] = {
     {ZQRVANCClosedCaptionPacket::captionDID, ZQRVANCClosedCaptionPacket::captionSDID, ZQRVANCFlagCaptions},
     {0x43, 0x02, ZQRVANCFlagOP47},
-    {0x41, 0x07, ZQRVANCFlagSCTE104},
+    {ZQRVANCSCTEPacket::scteDID, ZQRVANCSCTEPacket::scteSDID, ZQRVANCFlagSCTE104},
 };
 
 constexpr std::size_t elementHeaderSize = 14;
@@ -107,6 +108,9 @@ ZQRVANCPacketPtr ZQRVANCHelper::vancPacketWithLine(std::int32_t line, std::int32
     using Caption = ZQRVANCClosedCaptionPacket;
     if (did == Caption::captionDID && sdid == Caption::captionSDID) {
         return Caption::closedCaptionPacketWithData(std::move(data), Caption::TypeCDP, line);
+    }
+    if (did == ZQRVANCSCTEPacket::scteDID && sdid == ZQRVANCSCTEPacket::scteSDID) {
+        return ZQRVANCSCTEPacket::initWithDID(did, sdid, line, std::move(data));
     }
     return nullptr;
 }

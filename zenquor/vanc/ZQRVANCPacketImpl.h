@@ -25,7 +25,7 @@ public:
     /// "VANC DID:… SDID:… line:…", decimal.
     std::string description() const override;
     /// Writes debugDescription() to the log at debug level.
-    void log() const;
+    virtual void log() const;
 
 protected:
     ZQRVANCPacketImpl(std::int32_t did, std::int32_t sdid, std::int32_t line, ZQData data);
