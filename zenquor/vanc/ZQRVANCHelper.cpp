@@ -11,6 +11,7 @@
 #include "zenquor/core/ByteOrder.h"
 #include "zenquor/core/ZLGHandle.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
+#include "zenquor/vanc/ZQRVANCOP47Packet.h"
 #include "zenquor/vanc/ZQRVANCSCTEPacket.h"
 #include "zenquor/vanc/detail/AncillaryWords.h"
 
@@ -26,7 +27,7 @@ struct PacketKind {
 };
 constexpr PacketKind packetKinds[] = {
     {ZQRVANCClosedCaptionPacket::captionDID, ZQRVANCClosedCaptionPacket::captionSDID, ZQRVANCFlagCaptions},
-    {0x43, 0x02, ZQRVANCFlagOP47},
+    {ZQRVANCOP47Packet::subtitleDID, ZQRVANCOP47Packet::subtitleSDID, ZQRVANCFlagOP47},
     {ZQRVANCSCTEPacket::scteDID, ZQRVANCSCTEPacket::scteSDID, ZQRVANCFlagSCTE104},
 };
 
@@ -101,6 +102,16 @@ std::uint8_t* writeElementPart(const ElementPart& part, int format, bool include
     return payload.data() + part.padded;
 }
 
+/// A header that erases the subtitle page, and the packet of the other field, which says nothing.
+void appendSubtitleErasure(ZQRVANCPacketList& list) {
+    constexpr char16_t white = 7;
+    const auto odd = ZQRVANCOP47Packet::beginOP47PacketWithLine(ZQRVANCOP47Packet::oddFieldLine);
+    odd->appendPacket(ZQRVANCTeletextPacket::initSubtitleHeaderWithColour(white, u'?', 0));
+    list.push_back(ZQRVANCOP47Packet::finishOP47Packet(odd));
+    list.push_back(ZQRVANCOP47Packet::finishOP47Packet(
+        ZQRVANCOP47Packet::beginOP47PacketWithLine(ZQRVANCOP47Packet::evenFieldLine)));
+}
+
 }  // namespace
 
 ZQRVANCPacketPtr ZQRVANCHelper::vancPacketWithLine(std::int32_t line, std::int32_t did, std::int32_t sdid,
@@ -108,6 +119,9 @@ ZQRVANCPacketPtr ZQRVANCHelper::vancPacketWithLine(std::int32_t line, std::int32
     using Caption = ZQRVANCClosedCaptionPacket;
     if (did == Caption::captionDID && sdid == Caption::captionSDID) {
         return Caption::closedCaptionPacketWithData(std::move(data), Caption::TypeCDP, line);
+    }
+    if (did == ZQRVANCOP47Packet::subtitleDID && sdid == ZQRVANCOP47Packet::subtitleSDID) {
+        return ZQRVANCOP47Packet::initWithDID(did, sdid, line, std::move(data));
     }
     if (did == ZQRVANCSCTEPacket::scteDID && sdid == ZQRVANCSCTEPacket::scteSDID) {
         return ZQRVANCSCTEPacket::initWithDID(did, sdid, line, std::move(data));
@@ -238,6 +252,7 @@ ZQRVANCPacketList ZQRVANCHelper::clearPackets(const ZQRVANCPacketList& packets, 
         list.push_back(
             Caption::closedCaptionPacketWithData(Caption::clear608PacketData(), Caption::TypeCEA608));
     }
+    if ((flags & ZQRVANCFlagOP47) != 0) appendSubtitleErasure(list);
     return list;
 }
 
