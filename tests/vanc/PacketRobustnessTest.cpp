@@ -1,0 +1,313 @@
+// Every reader of foreign ancillary data under every truncation and every flipped bit of a sound sample.
+
+#include <cctype>
+#include <functional>
+
+#include <gtest/gtest.h>
+
+#include "Bytes.h"
+#include "zenquor/core/ZLGHandle.h"
+#include "zenquor/vanc/ZQRCaptionSampleParser.h"
+#include "zenquor/vanc/ZQRVANCCEA608Packet.h"
+#include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
+#include "zenquor/vanc/ZQRVANCHelper.h"
+#include "zenquor/vanc/ZQRVANCPacketImpl.h"
+#include "zenquor/vanc/detail/ByteSum.h"
+
+using namespace zenquor;
+using Caption = ZQRVANCClosedCaptionPacket;
+
+namespace {
+
+struct Found {
+    std::int32_t line;
+    std::uint8_t did;
+    std::uint8_t sdid;
+    ZQData data;
+    friend bool operator==(const Found&, const Found&) = default;
+};
+
+std::vector<Found> foundIn291M(const ZQData& data, int format) {
+    std::vector<Found> found;
+    auto stream = ZQRDataStream::initWithData(data);
+    ZQRVANCHelper::extractVANCDataPacketFromSMPTE291MStream(
+        stream, 9, format, [&](std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& words) {
+            found.push_back({line, did, sdid, words});
+        });
+    return found;
+}
+
+std::vector<Found> foundIn436M(const ZQData& data) {
+    std::vector<Found> found;
+    auto stream = ZQRDataStream::initWithData(data);
+    ZQRVANCHelper::extractVANCDataPacketFromSMPTE436MStream(
+        stream, [&](std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& words) {
+            found.push_back({line, did, sdid, words});
+        });
+    return found;
+}
+
+/// Calls @p use with every beginning of the sample, itself included. Each is a copy, so that a sanitizer sees
+/// a read past its end.
+void forEachTruncation(const ZQData& sample, const std::function<void(const ZQData&)>& use) {
+    for (std::size_t size = 0; size <= sample.size(); ++size) {
+        SCOPED_TRACE(fmt::format("cut to {} bytes", size));
+        use(ZQData::copying(sample.span().first(size)));
+    }
+}
+
+/// Calls @p use with every copy of the sample in which one bit differs, and the place of that bit's byte.
+void forEachFlip(const ZQData& sample, const std::function<void(const ZQData&, std::size_t)>& use) {
+    for (std::size_t bit = 0; bit < sample.size() * 8; ++bit) {
+        SCOPED_TRACE(fmt::format("bit {} of byte {}", bit % 8, bit / 8));
+        std::vector<std::uint8_t> copy(sample.begin(), sample.end());
+        copy[bit / 8] = static_cast<std::uint8_t>(copy[bit / 8] ^ 1U << bit % 8);
+        use(ZQData::copying(copy), bit / 8);
+    }
+}
+
+void forEachChange(const ZQData& sample, const std::function<void(const ZQData&)>& use) {
+    forEachTruncation(sample, use);
+    forEachFlip(sample, [&](const ZQData& data, std::size_t) { use(data); });
+}
+
+/// One kind of packet that the helper makes, with a sound sample of its user data words.
+struct PacketRow {
+    const char* name;
+    std::int32_t did;
+    std::int32_t sdid;
+    ZQData sample;
+    /// Whether the words of any packet, read and written again, stay as they are.
+    bool isVerbatim;
+
+    friend void PrintTo(const PacketRow& row, std::ostream* out) { *out << row.name; }
+};
+
+const ZQData& cdp() {
+    static const ZQData data =
+        *Caption::convert608CaptionsIntoSMPTE334CDP708PacketFormat(bytes("94 2c 15 2d"), 7, 1);
+    return data;
+}
+
+/// A distribution packet of one teletext packet on line 10 of field 1.
+ZQData subtitlePacket() {
+    std::string text = "51 15 3a 02 8a 00 00 00 00 55 55 27";
+    for (int i = 0; i < 42; ++i) text += " 15";
+    text += " 74 12 34";
+    const auto checksum = static_cast<std::uint8_t>(-detail::byteSum(bytes(text)));
+    return bytes(text + fmt::format(" {:02x}", checksum));
+}
+
+std::vector<PacketRow> packetRows() {
+    return {
+        {"Captions", 0x61, 0x01, cdp(), true},
+        {"Subtitles", 0x43, 0x02, subtitlePacket(), false},
+        {"CueList", 0x41, 0x07,
+         bytes("08 ff ff 00 40 00 05 07 00 0b 00 00 03 01 01 00 0e 01 60 c6 5c 03 56 c3 0f a0 09 60 00 00 01 "
+               "01 04 00 02 0f a0 01 0b 00 18 00 00 00 01 00 00 3c 09 03 41 42 43 34 01 01 00 01 01 01 01 03 "
+               "00 00 00"),
+         false},
+        {"SingleCue", 0x41, 0x07, bytes("08 80 05 00 0f ff ff ff ff 00 02 03 00 04 aa bb"), false},
+    };
+}
+
+class PacketRobustness : public testing::TestWithParam<PacketRow> {
+protected:
+    // Every text is formatted and none is shown: descriptions of broken packets are under test too.
+    PacketRobustness()
+        : sink_(ZLGGetHandle().setSink(
+              [this](ZLGLevel, std::string_view text) { longestLine = std::max(longestLine, text.size()); })),
+          level_(ZLGGetHandle().setLevel(ZLGLevel::Debug)) {}
+    ~PacketRobustness() override {
+        ZLGGetHandle().setLevel(level_);
+        ZLGGetHandle().setSink(sink_);
+    }
+
+    ZQRVANCPacketPtr made(const ZQData& data) const {
+        return ZQRVANCHelper::vancPacketWithLine(9, GetParam().did, GetParam().sdid, data);
+    }
+
+    std::size_t longestLine = 0;
+
+private:
+    ZLGHandle::Sink sink_;
+    ZLGLevel level_;
+};
+
+/// A text for a log line, not blown up out of proportion and without a byte that would break the line.
+void expectLoggable(const std::string& text, std::size_t dataSize) {
+    EXPECT_FALSE(text.empty());
+    EXPECT_LE(text.size(), 400 + 100 * dataSize);
+    for (const char c : text) EXPECT_TRUE(c == '\n' || static_cast<std::uint8_t>(c) >= 0x20) << text;
+}
+
+void expectFoundAgain(const ZQRVANCPacketPtr& packet, const ZQData& words) {
+    const Found original{9, static_cast<std::uint8_t>(packet->DID()),
+                         static_cast<std::uint8_t>(packet->SDID()), words};
+    for (const bool includeCRC : {false, true}) {
+        const ZQData packed = ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(packet, 1, includeCRC);
+        EXPECT_EQ(packed.size(), words.size() + (includeCRC ? 4 : 3));
+        EXPECT_EQ(foundIn291M(packed, 1), std::vector{original});
+    }
+    const auto element = ZQRVANCHelper::packVANCDataPacketsInSMPTE436MStream({packet, packet}, 1, true, 4);
+    ASSERT_TRUE(element);
+    EXPECT_EQ(foundIn436M(*element), (std::vector{original, original}));
+    for (const int format : {2, 3}) {
+        const ZQData packed = ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(packet, format, true);
+        EXPECT_EQ(packed.empty(), words.size() % 2 != 0) << "10-bit words carry pairs of bytes";
+        EXPECT_LE(packed.size(), words.size() + 13);
+    }
+}
+
+}  // namespace
+
+TEST_P(PacketRobustness, ChangedPacketsAreDescribedWrittenAndFoundAgain) {
+    const auto sound = made(GetParam().sample);
+    ASSERT_TRUE(sound);
+    EXPECT_EQ(hex(sound->sdiData()), hex(GetParam().sample));
+    forEachChange(GetParam().sample, [&](const ZQData& data) {
+        const auto packet = made(data);
+        ASSERT_TRUE(packet);
+        expectLoggable(packet->description(), data.size());
+        expectLoggable(packet->debugDescription(), data.size());
+        if (const auto base = std::dynamic_pointer_cast<ZQRVANCPacketImpl>(packet)) base->log();
+        const ZQData words = packet->sdiData();
+        EXPECT_EQ(packet->sdiData(), words);
+        EXPECT_EQ(made(words)->sdiData(), words) << "what was written reads as it was written";
+        EXPECT_LE(words.size(), data.size() + 14);
+        if (GetParam().isVerbatim) {
+            EXPECT_EQ(words, data);
+        }
+        expectFoundAgain(packet, words);
+    });
+    EXPECT_LE(longestLine, 400 + 100 * GetParam().sample.size());
+}
+
+TEST_P(PacketRobustness, AFlippedBitIsAcceptedOnlyWhereTheCountStillAddsUp) {
+    const ZQData packed =
+        ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(made(GetParam().sample), 1, true);
+    int refused = 0;
+    forEachFlip(packed, [&](const ZQData& data, std::size_t place) {
+        // A wrong count may end the packet at a byte that happens to equal the sum, or take the checksum for
+        // data and find none behind it. Nothing else gets through.
+        const std::size_t end = std::size_t{3} + data[2];
+        const bool isAddingUp =
+            end == data.size() || (end < data.size() && data[end] == detail::byteSum(data.span().first(end)));
+        EXPECT_TRUE(place == 2 || !isAddingUp);
+        EXPECT_EQ(foundIn291M(data, 1).size(), isAddingUp ? 1U : 0U);
+        refused += isAddingUp ? 0 : 1;
+    });
+    EXPECT_GE(refused, static_cast<int>(packed.size() - 1) * 8);
+}
+
+INSTANTIATE_TEST_SUITE_P(EachKind, PacketRobustness, testing::ValuesIn(packetRows()),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(ExtractionRobustness, ChangedStreamsOfEveryFormatGiveAtMostOnePacketOfTheirOwnBytes) {
+    const ZQData samples[] = {
+        bytes("ff a0 09 61 01 02 94 2c 24"),
+        bytes("61 01 02 94 2c 24"),
+        bytes("00 00 03 ff 03 ff 01 61 01 01 01 01 01 94 02 f7"),
+        bytes("01 61 01 01 01 01 01 94 02 f7"),
+    };
+    for (int format = 0; format < 4; ++format) {
+        SCOPED_TRACE(fmt::format("format {}", format));
+        const ZQData& sample = samples[format];
+        ASSERT_EQ(foundIn291M(sample, format).size(), 1U);
+        const Found sound = foundIn291M(sample, format)[0];
+        const std::size_t wordSize = format < 2 ? 1 : 2;
+        // Only words of 8 bits may end without a checksum.
+        forEachTruncation(sample, [&](const ZQData& data) {
+            const bool isWhole =
+                data.size() == sample.size() || (format < 2 && data.size() == sample.size() - 1);
+            EXPECT_EQ(foundIn291M(data, format), isWhole ? std::vector{sound} : std::vector<Found>{});
+        });
+        forEachFlip(sample, [&](const ZQData& data, std::size_t place) {
+            const auto found = foundIn291M(data, format);
+            ASSERT_LE(found.size(), 1U);
+            if (found.empty()) return;
+            EXPECT_LE(found[0].data.size() * wordSize, data.size());
+            // The six bits beside a 10-bit word mean nothing; everything else is summed or compared.
+            const bool isBesideWord = wordSize == 2 && place % 2 == 0 && found[0] == sound;
+            const bool isCount = format < 2 && place == (format == 0 ? 5U : 2U);
+            EXPECT_TRUE(isBesideWord || isCount) << hex(data);
+        });
+    }
+}
+
+TEST(ExtractionRobustness, AChangedPacketOfAnElementLeavesTheOthersAlone) {
+    const ZQRVANCPacketList list = {
+        Caption::closedCaptionPacketWithData(bytes("96 69 08 4f 43 00 00 00"), 1, 11),
+        ZQRVANCPacketImpl::initWithDID(0x41, 0x07, 12, bytes("08 ff ff 00")),
+        ZQRVANCPacketImpl::initWithDID(0x43, 0x02, 571, bytes("51 15 0d 02"))};
+    const ZQData element = *ZQRVANCHelper::packVANCDataPacketsInSMPTE436MStream(list, 1, true, 4);
+    const auto sound = foundIn436M(element);
+    ASSERT_EQ(sound.size(), 3U);
+    constexpr std::size_t header = 14, first = 2 + header, second = first + 12 + header;
+    ASSERT_EQ(element[second], 0x41);
+    const auto sink = ZLGGetHandle().setSink([](ZLGLevel, std::string_view) {});
+    forEachTruncation(element, [&](const ZQData& data) {
+        const auto found = foundIn436M(data);
+        ASSERT_LE(found.size(), sound.size());
+        EXPECT_TRUE(std::equal(found.begin(), found.end(), sound.begin())) << "a beginning of the packets";
+        // Two checksums may be missing from a packet's end, the padding may be.
+        EXPECT_GE(found.size(), data.size() >= second ? 1U : 0U);
+    });
+    forEachFlip(element, [&](const ZQData& data, std::size_t place) {
+        const auto found = foundIn436M(data);
+        EXPECT_LE(found.size(), sound.size());
+        const bool isInPayload = place >= first && place < first + 12;
+        if (isInPayload) {
+            ASSERT_GE(found.size(), 2U);
+            EXPECT_TRUE(std::equal(found.end() - 2, found.end(), sound.end() - 2));
+        }
+        for (const Found& packet : found) EXPECT_LE(packet.data.size(), data.size());
+    });
+    ZLGGetHandle().setSink(sink);
+}
+
+TEST(ExtractionRobustness, ChangedCaptionSamplesGiveWholePairsOrWholeCDPs) {
+    ZQData ccdp = Caption::closedCaptionPacketWithData(cdp(), Caption::TypeCDP)->quicktimeData().value();
+    for (const ZQData& sample :
+         {bytes("00 00 00 0c 63 64 61 74 94 20 94 2c 00 00 00 0a 63 64 74 32 15 2d"), ccdp}) {
+        ASSERT_TRUE(ZQRCaptionSampleParser::packetFromSampleData(sample, 0));
+        forEachChange(sample, [&](const ZQData& data) {
+            for (const std::size_t index : {std::size_t{0}, std::size_t{1}, SIZE_MAX}) {
+                const auto caption = std::dynamic_pointer_cast<Caption>(
+                    ZQRCaptionSampleParser::packetFromSampleData(data, index));
+                if (!caption) continue;
+                const ZQData payload = caption->originalData();
+                if (caption->originalType() == Caption::TypeCDP) {
+                    EXPECT_EQ(payload.size(), payload[2]);
+                    EXPECT_LE(payload.size() + 8, data.size());
+                    continue;
+                }
+                EXPECT_TRUE(payload.size() == 2 || payload.size() == 4);
+                for (const std::uint8_t byte : payload) EXPECT_TRUE(ZQRDataStream::isOddParityByte(byte, 8));
+                EXPECT_EQ(caption->sdiData().size(), 89U);
+                EXPECT_EQ(caption->dataFor608Fields(static_cast<int>(payload.size() / 2)), payload);
+            }
+        });
+    }
+}
+
+TEST(ExtractionRobustness, ChangedPairsKeepTheirMeaningWhenWrittenAgain) {
+    using Pair = ZQRVANCCEA608Packet;
+    for (const char* sample :
+         {"94 20", "94 2c", "94 ae", "91 ae", "97 a1", "c8 e9", "91 b0", "92 b9", "80 80"}) {
+        SCOPED_TRACE(sample);
+        forEachChange(bytes(sample), [&](const ZQData& data) {
+            const auto pair = Pair::initWithData(data);
+            ASSERT_EQ(pair.has_value(), data.size() >= 2);
+            if (!pair) return;
+            EXPECT_LE(pair->debugDescription().size(), 200U);
+            EXPECT_LT(pair->type(), Pair::typeNames().size());
+            const auto written = pair->data();
+            for (const std::uint8_t byte : written) EXPECT_TRUE(ZQRDataStream::isOddParityByte(byte, 8));
+            const auto again = Pair::initWithData(written);
+            ASSERT_TRUE(again);
+            EXPECT_EQ(again->data(), written);
+            EXPECT_EQ(again->type(), pair->type());
+        });
+    }
+}
