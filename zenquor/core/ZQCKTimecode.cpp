@@ -32,7 +32,10 @@ ZQCKTimecode ZQCKTimecode::timecodeWithHours(unsigned hours, unsigned minutes, u
     std::uint32_t frame = std::min(frames, nominal - 1);
     if (minute % 10 != 0 && second == 0) frame = std::max(frame, drop);
     const std::uint32_t label = (minute * 60 + second) * nominal + frame;
-    return timecodeWithFrames(label - static_cast<std::int64_t>(drop) * (minute - minute / 10), timebase);
+    ZQCKTimecode timecode;
+    timecode.timebase_ = timebase;
+    timecode.frames_ = label - drop * (minute - minute / 10);  // within the day, as all fields are
+    return timecode;
 }
 
 std::optional<ZQCKTimecode> ZQCKTimecode::timecodeWithString(std::string_view text, ZQCKTimebase timebase) {

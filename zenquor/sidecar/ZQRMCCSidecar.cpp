@@ -177,7 +177,8 @@ ZQRSidecarCaptionPtr ZQRMCCSidecar::decodeCaptionForLine(std::string_view text) 
     if (!suffix || characterAt(text, suffix->tab) != '\t') return nullptr;
     // Only ever the second field's number, whichever fields the suffix names.
     if (suffix->hasField) caption->setField(1);
-    return caption->appendText(text.substr(suffix->tab + 1), true) ? caption : nullptr;
+    if (!caption->appendText(text.substr(suffix->tab + 1), true)) return nullptr;
+    return caption;
 }
 
 bool ZQRMCCSidecar::readCaption() {

@@ -1,5 +1,6 @@
 #include "zenquor/sidecar/ZQRSidecarCaption.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -69,25 +70,96 @@ constexpr auto letterBytes = [] {
     return table;
 }();
 
-/// What a character is to a whole text; the digits are their values.
-constexpr std::uint8_t spaceKind = 0x10;
-constexpr std::uint8_t letterKind = 0x20;
-constexpr std::uint8_t otherKind = 0x40;
+/// What a character is to a whole text: a digit's value, or one of these. They are so large that four kinds,
+/// put together as four digits, tell whether all of them are digits.
+constexpr std::uint32_t spaceKind = 0x10000;
+constexpr std::uint32_t letterKind = 0x20000;
+constexpr std::uint32_t otherKind = 0x40000;
 
 constexpr auto characterKinds = [] {
-    std::array<std::uint8_t, 256> table = {};
+    std::array<std::uint32_t, 256> table = {};
     for (auto& kind : table) kind = otherKind;
-    for (unsigned i = 0; i < 10; ++i) table['0' + i] = static_cast<std::uint8_t>(i);
-    for (unsigned i = 0; i < 6; ++i) {
-        table['A' + i] = table['a' + i] = static_cast<std::uint8_t>(10 + i);
-    }
+    for (unsigned i = 0; i < 10; ++i) table['0' + i] = i;
+    for (unsigned i = 0; i < 6; ++i) table['A' + i] = table['a' + i] = 10 + i;
     for (char c = firstLetter; c <= lastLetter; ++c) table[static_cast<unsigned char>(c)] = letterKind;
     table[' '] = spaceKind;
     return table;
 }();
 
-std::uint8_t kindOf(char character) {
+std::uint32_t kindOf(char character) {
     return characterKinds[static_cast<unsigned char>(character)];
+}
+
+/// The value of so many digits; at least spaceKind when one of them is none.
+std::uint32_t twoDigits(const char* text) {
+    return kindOf(text[0]) << 4 | kindOf(text[1]);
+}
+std::uint32_t fourDigits(const char* text) {
+    return twoDigits(text) << 8 | twoDigits(text + 2);
+}
+
+/// Where decoding stands: the text from `next` on, the memory from `out` on.
+struct Position {
+    const char* next;
+    std::uint8_t* out;
+};
+
+Position stepFourDigits(Position at, std::uint32_t value) {
+    at.out[0] = static_cast<std::uint8_t>(value >> 8);
+    at.out[1] = static_cast<std::uint8_t>(value);
+    return {at.next + 4, at.out + 2};
+}
+
+/// Four digits and a space, again and again: what SCC lines are made of.
+Position decodePairs(Position at, const char* end, const std::uint8_t* limit) {
+    while (end - at.next > 4 && at.next[4] == ' ' && at.out < limit) {
+        const std::uint32_t value = fourDigits(at.next);
+        if (value >= spaceKind) break;
+        at = stepFourDigits(at, value);
+        ++at.next;
+    }
+    return at;
+}
+
+/// Letters and groups of four digits.
+Position decodeLettersAndDigits(Position at, const char* end, const std::uint8_t* limit) {
+    while (at.next != end && at.out < limit) {
+        if (kindOf(*at.next) == letterKind) {
+            const LetterBytes& expansion = letterBytes[*at.next - firstLetter];
+            std::memcpy(at.out, expansion.bytes.data(), longestLetter);
+            at = {at.next + 1, at.out + expansion.size};
+            continue;
+        }
+        if (end - at.next < 4) break;
+        const std::uint32_t value = fourDigits(at.next);
+        if (value < spaceKind) {
+            at = stepFourDigits(at, value);
+        } else if (twoDigits(at.next) < spaceKind) {
+            *at.out = static_cast<std::uint8_t>(twoDigits(at.next));
+            at = {at.next + 2, at.out + 1};
+        } else {
+            break;
+        }
+    }
+    return at;
+}
+
+/// Decodes text for as long as its bytes are whole, until the memory from `out` to `limit` is full; a letter
+/// may go beyond the limit. What stops it otherwise is the end, half a byte, or what belongs to no encoding.
+Position decodeWholeBytes(Position at, const char* end, const std::uint8_t* limit, bool allowMCCEncoding) {
+    while (at.next != end && at.out < limit) {
+        at = allowMCCEncoding ? decodeLettersAndDigits(at, end, limit) : decodePairs(at, end, limit);
+        if (at.next == end || at.out >= limit) break;
+        if (*at.next == ' ') {
+            ++at.next;
+        } else if (end - at.next >= 2 && twoDigits(at.next) < spaceKind) {
+            *at.out = static_cast<std::uint8_t>(twoDigits(at.next));
+            at = {at.next + 2, at.out + 1};
+        } else {
+            break;
+        }
+    }
+    return at;
 }
 
 bool startsWith(std::span<const std::uint8_t> bytes, const Letter& letter) {
@@ -130,9 +202,10 @@ bool ZQRSidecarCaption::validateTimecode(std::string_view text, ZQCKTimebase tim
         const char c = text[i];
         if (isSeparator ? c != ':' && c != ';' : c < '0' || c > '9') return false;
     }
-    const auto parsed = ZQCKTimecode::timecodeWithString(text.substr(0, timecodeLength), timebase);
-    if (!parsed) return false;
-    timecode_ = parsed;
+    const auto number = [text](std::size_t i) {
+        return static_cast<unsigned>(text[i] - '0') * 10 + static_cast<unsigned>(text[i + 1] - '0');
+    };
+    timecode_ = ZQCKTimecode::timecodeWithHours(number(0), number(3), number(6), number(9), timebase);
     return true;
 }
 
@@ -153,33 +226,20 @@ bool ZQRSidecarCaption::appendNibble(char character, bool allowMCCEncoding) {
 
 bool ZQRSidecarCaption::appendText(std::string_view text, bool allowMCCEncoding) {
     std::array<std::uint8_t, 512> bytes;
-    std::size_t count = 0;
-    const auto flush = [&] {
-        data_.insert(data_.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count));
-        count = 0;
-    };
-    std::size_t i = 0;
-    bool isGood = true;
-    while (isGood && i < text.size()) {
-        if (count + longestLetter > bytes.size()) flush();
-        const std::uint8_t kind = kindOf(text[i]);
-        const std::uint8_t nextKind = i + 1 < text.size() ? kindOf(text[i + 1]) : otherKind;
-        if (!isHighNibblePending_ && (kind | nextKind) < spaceKind) {
-            bytes[count++] = static_cast<std::uint8_t>(kind << 4 | nextKind);
-            i += 2;
-        } else if (!isHighNibblePending_ && kind == letterKind && allowMCCEncoding) {
-            const LetterBytes& expansion = letterBytes[text[i++] - firstLetter];
-            std::memcpy(&bytes[count], expansion.bytes.data(), longestLetter);
-            count += expansion.size;
-        } else if (kind == spaceKind) {
-            ++i;
-        } else {
-            flush();  // a lone half of a byte, or nothing that belongs here
-            isGood = appendNibble(text[i++], allowMCCEncoding);
+    const std::uint8_t* const limit = bytes.data() + bytes.size() - longestLetter;
+    const char* next = text.data();
+    const char* const end = next + text.size();
+    while (next != end) {
+        Position at = {next, bytes.data()};
+        if (!isHighNibblePending_) at = decodeWholeBytes(at, end, limit, allowMCCEncoding);
+        if (at.next != next) {
+            data_.insert(data_.end(), bytes.data(), at.out);
+            next = at.next;
+        } else if (!appendNibble(*next++, allowMCCEncoding)) {
+            return false;
         }
     }
-    flush();
-    return isGood;
+    return true;
 }
 
 void ZQRSidecarCaption::appendNibbleValue(std::uint8_t nibble) {

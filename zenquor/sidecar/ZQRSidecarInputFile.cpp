@@ -65,20 +65,27 @@ void ZQRSidecarInputFile::close() {
 
 bool ZQRSidecarInputFile::fill() {
     if (descriptor_ < 0) return false;
-    if (begin_ == end_) begin_ = end_ = 0;
-    buffer_.resize(bufferBytes);
-    if (end_ == buffer_.size()) return true;
+    if (!buffer_) buffer_ = std::make_unique_for_overwrite<char[]>(bufferBytes);
+    if (begin_ == end_) {
+        begin_ = end_ = 0;
+        hasOnlyASCII_ = hasOnlyLinefeeds_ = true;
+    }
+    if (end_ == bufferBytes) return true;
     ssize_t count = 0;
     do {
-        count = ::read(descriptor_, buffer_.data() + end_, buffer_.size() - end_);
+        count = ::read(descriptor_, buffer_.get() + end_, bufferBytes - end_);
     } while (count < 0 && errno == EINTR);
     if (count < 0 && !failed_) {
         ZLGGetHandle().error("ZQRSidecarInputFile {}: could not read {} with error {}", *this, url_.string(),
                              errorText(errno));
     }
     failed_ = count < 0;
-    if (count > 0) end_ += static_cast<std::size_t>(count);
-    return count > 0;
+    if (count <= 0) return false;
+    const std::string_view bytes(buffer_.get() + end_, static_cast<std::size_t>(count));
+    hasOnlyASCII_ = hasOnlyASCII_ && isASCII(bytes);
+    hasOnlyLinefeeds_ = hasOnlyLinefeeds_ && bytes.find('\r') == bytes.npos;
+    end_ += static_cast<std::size_t>(count);
+    return true;
 }
 
 void ZQRSidecarInputFile::skipByteOrderMark() {
@@ -86,7 +93,7 @@ void ZQRSidecarInputFile::skipByteOrderMark() {
     started_ = true;
     while (available() < byteOrderMark.size() && fill()) {
     }
-    const std::string_view start(buffer_.data() + begin_, std::min(available(), byteOrderMark.size()));
+    const std::string_view start(buffer_.get() + begin_, std::min(available(), byteOrderMark.size()));
     if (start == byteOrderMark) begin_ += byteOrderMark.size();
     const std::string_view utf16 = start.substr(0, 2);
     if (utf16 == "\xFF\xFE" || utf16 == "\xFE\xFF") {
@@ -111,7 +118,8 @@ std::optional<std::string_view> ZQRSidecarInputFile::readLineInPlace() {
 }
 
 std::string_view ZQRSidecarInputFile::decoded(std::string_view line) {
-    if (isASCII(line)) return line;
+    // A line that was assembled from several fills was checked fill by fill, and only the last is known.
+    if (line.data() != assembled_.data() ? hasOnlyASCII_ : isASCII(line)) return line;
     std::string text = utf8FromUTF16(utf16FromUTF8(line));
     if (text == line) return line;
     if (!loggedIllFormed_) {
@@ -127,14 +135,15 @@ std::string_view ZQRSidecarInputFile::decoded(std::string_view line) {
 bool ZQRSidecarInputFile::readRawLine(std::string_view& line) {
     assembled_.clear();
     while (available() > 0 || fill()) {
-        const std::string_view rest(buffer_.data() + begin_, available());
+        const std::string_view rest(buffer_.get() + begin_, available());
         const std::size_t linefeed = std::min(rest.find('\n'), rest.size());
         if (needLinefeed_) {
             needLinefeed_ = linefeed == rest.size();
             begin_ += linefeed + (needLinefeed_ ? 0 : 1);
             continue;
         }
-        const std::size_t length = std::min(rest.substr(0, linefeed).find('\r'), linefeed);
+        const std::size_t length =
+            hasOnlyLinefeeds_ ? linefeed : std::min(rest.substr(0, linefeed).find('\r'), linefeed);
         const bool hasEnd = length < rest.size();
         if (hasEnd && assembled_.empty() && length <= maximumLineBytes) {
             line = rest.substr(0, length);
@@ -153,7 +162,7 @@ bool ZQRSidecarInputFile::readRawLine(std::string_view& line) {
 
 void ZQRSidecarInputFile::append(std::size_t count) {
     const std::size_t kept = std::min(count, maximumLineBytes - assembled_.size());
-    assembled_.append(buffer_.data() + begin_, kept);
+    assembled_.append(buffer_.get() + begin_, kept);
     begin_ += count;
     if (kept < count && !loggedLongLine_) {
         ZLGGetHandle().error("ZQRSidecarInputFile {}: a line of {} is longer than {} bytes, cut", *this,
@@ -171,7 +180,7 @@ std::ptrdiff_t ZQRSidecarInputFile::read(std::span<std::uint8_t> buffer) {
     std::size_t count = 0;
     while (count < buffer.size() && (available() > 0 || fill())) {
         const std::size_t step = std::min(available(), buffer.size() - count);
-        std::memcpy(buffer.data() + count, buffer_.data() + begin_, step);
+        std::memcpy(buffer.data() + count, buffer_.get() + begin_, step);
         begin_ += step;
         count += step;
     }

@@ -9,7 +9,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "zenquor/core/ZQObject.h"
 
@@ -70,7 +69,9 @@ private:
     bool loggedIllFormed_ = false;
     bool failed_ = false;
     std::int32_t line_ = -1;
-    std::vector<char> buffer_;
+    bool hasOnlyASCII_ = true;      // both as far as the buffer was filled: they save looking at every line
+    bool hasOnlyLinefeeds_ = true;  // no CR
+    std::unique_ptr<char[]> buffer_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     std::string assembled_;  // a line that does not lie in the buffer as a whole
