@@ -9,18 +9,22 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "CaptionSamples.h"
+#include "AncillaryWalk.h"
 #include "ExitStatus.h"
 #include "LogOption.h"
-#include "TimecodeTrack.h"
+#include "PacketText.h"
 #include "zenquor/core/ZQError.h"
+#include "zenquor/sidecar/ZQRCEA608Decoder.h"
+#include "zenquor/sidecar/ZQRTeletextPageReader.h"
+#include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
+#include "zenquor/vanc/ZQRVANCOP47Packet.h"
 
 namespace zenquor::tools {
 namespace {
 
 struct Arguments {
     std::string file, frames, log;
-    bool json = false;
+    bool json = false, text = true;
 };
 
 struct FrameRange {
@@ -55,78 +59,116 @@ std::string hex(const ZQData& data) {
     return text;
 }
 
-/// Frame numbers and timecodes of a movie's times.
-class FrameNumbering {
-public:
-    explicit FrameNumbering(const platform::AssetPtr& asset) : timecodes_(TimecodeTrack::ofAsset(asset)) {
-        const auto video = asset->tracksWithMediaType(platform::mediaTypeVideo);
-        if (!video.empty()) rate_ = {video[0].frameRateNumerator, video[0].frameRateDenominator};
-    }
-    std::int64_t frameAt(platform::MediaTime time) const {
-        if (timecodes_) return timecodes_->frameAt(time);
-        return static_cast<std::int64_t>(
-            time.seconds() * rate_.first / std::max<std::uint32_t>(rate_.second, 1) + 0.5);
-    }
-    std::optional<ZQCKTimecode> timecodeAt(platform::MediaTime time) const {
-        return timecodes_ ? timecodes_->timecodeAt(time) : std::nullopt;
-    }
-
-private:
-    std::optional<TimecodeTrack> timecodes_;
-    std::pair<std::uint32_t, std::uint32_t> rate_{25, 1};
-};
-
-void printPlain(std::int64_t frame, const std::optional<ZQCKTimecode>& timecode,
-                const CaptionSample& sample) {
+void printPlain(const AncillaryPacket& entry) {
     std::string parts;
-    for (const auto& part : describeCaptions(*sample.packet)) parts += "  " + part;
-    fmt::print("{:>7}  {}  line {:>3}  {:02X}/{:02X}  {}{}\n", frame,
-               timecode ? timecode->description() : "--:--:--:--", sample.packet->lineNumber(),
-               sample.packet->DID(), sample.packet->SDID(), fourCCString(sample.kind), parts);
+    for (const auto& part : describePacket(entry.packet)) parts += "  " + part;
+    fmt::print("{:>7}  {}  line {:>3}  {:02X}/{:02X}  {}{}\n", entry.frame,
+               entry.timecode ? entry.timecode->description() : "--:--:--:--", entry.packet->lineNumber(),
+               entry.packet->DID(), entry.packet->SDID(), entry.kind, parts);
 }
 
-void printJSON(std::int64_t frame, const std::optional<ZQCKTimecode>& timecode, const CaptionSample& sample) {
+/// The bytes of a packet as they were read.
+ZQData originalBytes(const ZQRVANCPacketPtr& packet) {
+    const auto captions = std::dynamic_pointer_cast<ZQRVANCClosedCaptionPacket>(packet);
+    const auto subtitles = std::dynamic_pointer_cast<ZQRVANCOP47Packet>(packet);
+    return captions ? captions->originalData() : subtitles ? subtitles->originalData() : packet->sdiData();
+}
+
+void printObject(const nlohmann::ordered_json& object) {
+    fmt::print("{}\n", object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
+void printJSON(const AncillaryPacket& entry) {
     nlohmann::ordered_json line;
-    line["frame"] = frame;
-    line["timecode"] =
-        timecode ? nlohmann::ordered_json(timecode->description()) : nlohmann::ordered_json(nullptr);
-    line["line"] = sample.packet->lineNumber();
-    line["did"] = sample.packet->DID();
-    line["sdid"] = sample.packet->SDID();
-    line["kind"] = fourCCString(sample.kind);
-    line["description"] = describeCaptions(*sample.packet);
-    line["data"] = hex(sample.packet->originalData());
-    fmt::print("{}\n", line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    line["frame"] = entry.frame;
+    line["timecode"] = entry.timecode ? nlohmann::ordered_json(entry.timecode->description())
+                                      : nlohmann::ordered_json(nullptr);
+    line["line"] = entry.packet->lineNumber();
+    line["did"] = entry.packet->DID();
+    line["sdid"] = entry.packet->SDID();
+    line["kind"] = entry.kind;
+    line["description"] = describePacket(entry.packet);
+    line["data"] = hex(originalBytes(entry.packet));
+    printObject(line);
+}
+
+std::string serviceName(const ZQRScreenBlock& block) {
+    if (block.mode() == ZQRScreenBlock::Mode::Teletext) return fmt::format("page {:X}", block.service());
+    return fmt::format("{}{}", block.mode() == ZQRScreenBlock::Mode::Text ? "T" : "CC", block.service());
+}
+
+/// What a viewer saw, told when it has left the screen.
+void printText(const ZQRScreenBlock& block, bool json) {
+    if (json) {
+        nlohmann::ordered_json line;
+        line["service"] = serviceName(block);
+        line["in"] = block.timecodeIn().description();
+        line["out"] = block.timecodeOut().description();
+        line["text"] = block.text();
+        line["rows"] = nlohmann::ordered_json::array();
+        for (const auto& row : block.rows()) line["rows"].push_back({row.row, row.column});
+        printObject(line);
+        return;
+    }
+    std::string text = block.text();
+    for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at))
+        text.replace(at, 1, " | ");
+    fmt::print("         {} to {}  {}  \"{}\"\n", block.timecodeIn(), block.timecodeOut(), serviceName(block),
+               text);
+}
+
+void printSummary(const AncillaryWalk& walk, const ZQRCEA608Decoder::Statistics& captions) {
+    nlohmann::ordered_json summary;
+    summary["packets"] = walk.packets;
+    summary["pairs"] = captions.pairs;
+    summary["nullPairs"] = captions.nullPairs;
+    summary["parityErrors"] = captions.parityErrors;
+    summary["unknownCodes"] = captions.unknownCodes;
+    summary["xdsPackets"] = captions.xdsPackets;
+    summary["xdsChecksumErrors"] = captions.xdsChecksumErrors;
+    summary["faults"] = walk.faults;
+    printObject({{"summary", summary}});
 }
 
 int list(const Arguments& arguments, const FrameRange& range) {
+    bool isShown = false;
+    const auto show = [&](const ZQRScreenBlockPtr& block) {
+        if (isShown && arguments.text) printText(*block, arguments.json);
+    };
+    ZQRCEA608Decoder captions(show);
+    ZQRTeletextPageReader teletext({}, show);
+    ZQCKTimecode next;
     ZQErrorPtr error;
-    const auto asset = platform::Asset::assetWithURL(arguments.file, &error);
-    if (!asset) {
+    const auto walk = AncillaryWalk::ofFile(
+        arguments.file,
+        [&](const AncillaryPacket& entry) {
+            isShown = entry.frame >= range.first && entry.frame <= range.last;
+            if (isShown) (arguments.json ? printJSON : printPlain)(entry);
+            captions.addVancPackets({entry.packet}, entry.time);
+            teletext.addVancPackets({entry.packet}, entry.time);
+            next = entry.time.addingFrames(1);
+        },
+        &error);
+    if (!walk) {
         fmt::print(stderr, "zenquor: {}\n", error->userInterfaceDescription());
         return ExitFailure;
     }
-    const FrameNumbering numbering(asset);
-    const std::uint64_t unreadable = forEachCaptionSample(asset, [&](const CaptionSample& sample) {
-        const std::int64_t frame = numbering.frameAt(sample.time);
-        if (frame >= range.first && frame <= range.last) {
-            (arguments.json ? printJSON : printPlain)(frame, numbering.timecodeAt(sample.time), sample);
-        }
-        return true;
-    });
-    if (unreadable > 0)
-        fmt::print(stderr, "zenquor: {} caption samples hold no readable packet.\n", unreadable);
+    captions.finish(next);
+    teletext.finish(next);
+    if (arguments.json) printSummary(*walk, captions.statistics());
+    for (const auto& fault : walk->faults) fmt::print(stderr, "zenquor: {}\n", fault);
     return ExitSuccess;
 }
 
 }  // namespace
 
 void addAncCommand(CLI::App& app, int& status) {
-    auto* const command =
-        app.add_subcommand("anc", "List the ancillary and caption packets of a file, frame by frame");
+    auto* const command = app.add_subcommand(
+        "anc", "List the ancillary packets of a file frame by frame, and what a viewer reads in them");
     const auto arguments = std::make_shared<Arguments>();
-    command->add_option("FILE", arguments->file, "Movie to read")->required()->type_name("");
-    command->add_flag("--json", arguments->json, "One JSON object a line");
+    command->add_option("FILE", arguments->file, "Movie, SCC or MCC file to read")->required()->type_name("");
+    command->add_flag("--json", arguments->json, "One JSON object a line, the last one a summary");
+    command->add_flag("!--packets-only", arguments->text, "Leave out what a viewer reads");
     command->add_option("--frames", arguments->frames, "Frames A to B only, counted from 0")
         ->option_text("A-B");
     addLogOption(*command, arguments->log);

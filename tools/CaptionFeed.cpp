@@ -2,22 +2,11 @@
 
 #include <fmt/format.h>
 
-#include "zenquor/core/ZQValue.h"
-#include "zenquor/host/ZHLSidecarProperties.h"
-#include "zenquor/sidecar/ZQRCaptionCharacters.h"
-#include "zenquor/sidecar/ZQRSRTSidecar.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
 #include "zenquor/vanc/ZQRVANCHelper.h"
 
 namespace zenquor::tools {
 namespace {
-
-constexpr int captionOutput = 1;    // CEA-608 captions
-constexpr int captionColumns = 32;  // of the caption raster
-constexpr int captionRows = 4;      // more than that hides the picture
-constexpr int justifyCentered = 2;
-constexpr int timeSinceStart = 0;  // a sidecar driven by the time since the recording's start
-constexpr const char* captionErrorDomain = "ZQCaptionErrorDomain";
 
 /// Two null pairs, one per field, with odd parity.
 ZQData nullPairs() {
@@ -44,51 +33,68 @@ ZQRVANCPacketPtr packetForTrack(const std::shared_ptr<ZQRVANCClosedCaptionPacket
 
 }  // namespace
 
-std::unique_ptr<CaptionFeed> CaptionFeed::fromFile(const std::filesystem::path& path, std::int32_t channel,
-                                                   FourCC track, ZQCKTimebase timebase, ZQErrorPtr* error) {
-    const ZQDictionary properties{
-        {ZHLSRTSidecar_Property_Timebase, timebase.frameRate()},
-        {ZHLSRTSidecar_Property_Output, captionOutput},
-        {ZHLSRTSidecar_Property_Justification, justifyCentered},
-        {ZHLSRTSidecar_Property_ClosedCaptionChannel, channel - 1},
-        {ZHLSubtitleSidecar_Property_RenderingWidth, captionColumns},
-        {ZHLSubtitleSidecar_Property_RenderingHeight, captionRows},
-    };
-    const auto sidecar = ZQRSRTSidecar::initForReadingWithURL(path, properties);
-    if (!sidecar || !sidecar->valid() || sidecar->subtitleBlocks().empty()) {
-        fail(error,
-             ZQError::errorWithDomain(captionErrorDomain, -1,
-                                      fmt::format("\"{}\" holds no readable subtitle.", path.string())));
-        return nullptr;
-    }
-    ZQRCaptionCharacters::fitBlocks(sidecar->subtitleBlocks());
-    auto feed = fromFrames(track);
-    feed->sidecar_ = sidecar;
-    feed->timebase_ = timebase;
-    return feed;
+bool CaptionFeed::readFrom(const std::filesystem::path& path, const CaptionSettings& settings,
+                           ZQErrorPtr* error) {
+    stream_ = CaptionStream::open(path, settings, timebase_, error);
+    return stream_ != nullptr;
 }
 
-std::unique_ptr<CaptionFeed> CaptionFeed::fromFrames(FourCC track) {
-    auto feed = std::make_unique<CaptionFeed>();
-    feed->track_ = track;
-    return feed;
+bool CaptionFeed::writeCaptionsTo(const std::filesystem::path& path, ZQErrorPtr* error) {
+    auto collector = CaptionCollector::create(path, timebase_, 1, error);
+    if (!collector) return false;
+    collectors_.push_back(std::move(collector));
+    return true;
+}
+
+bool CaptionFeed::writeAncillaryTo(const std::filesystem::path& path, ZQErrorPtr* error) {
+    auto file = AncillaryFile::create(path, timebase_, error);
+    if (!file) return false;
+    ancillaryFiles_.push_back(std::move(file));
+    return true;
 }
 
 ZQRVANCPacketList CaptionFeed::packetsFor(const ZQRFramePtr& frame, std::uint64_t index) {
-    if (!sidecar_) return frame->vancPackets();
-    // Asked for before every frame: idle frames then carry nulls and leave the caption on screen alone.
-    sidecar_->prepareToReadFromFrame(static_cast<std::int32_t>(index));
     const auto sinceStart = ZQCKTimecode::timecodeWithFrames(static_cast<std::int64_t>(index), timebase_);
-    const auto timecode =
-        sidecar_->timecodeType() == timeSinceStart ? sinceStart : frame->frameTimecode().value_or(sinceStart);
-    return ZQRVANCHelper::addPackets(sidecar_->vancPacketsAtTimecode(timecode), frame->vancPackets());
+    const auto timecode = frame->frameTimecode().value_or(sinceStart);
+    ZQRVANCPacketList packets = frame->vancPackets();
+    if (stream_) {
+        packets = ZQRVANCHelper::addPackets(
+            stream_->packetsAt(stream_->followsTimecode() ? timecode : sinceStart), packets);
+    }
+    for (const auto& cue : cues_.packetsAt(timecode)) packets = ZQRVANCHelper::addPacket(cue, packets);
+    return packets;
 }
 
 void CaptionFeed::apply(const ZQRFramePtr& frame, std::uint64_t index) {
-    const ZQRVANCPacketList packets = packetsFor(frame, index);
-    const auto caption = packetForTrack(ZQRVANCHelper::closedCaptionPacket(packets), track_);
-    frame->setVancPackets(ZQRVANCHelper::addPackets({caption}, packets));
-    frame->setWriteCaptions(true);
+    ZQRVANCPacketList packets = packetsFor(frame, index);
+    if (track_ != 0) {
+        const auto caption = packetForTrack(ZQRVANCHelper::closedCaptionPacket(packets), track_);
+        packets = ZQRVANCHelper::addPackets({caption}, packets);
+    }
+    frame->setVancPackets(packets);
+    frame->setWriteCaptions(track_ != 0);
+    const auto timecode = frame->frameTimecode().value_or(
+        ZQCKTimecode::timecodeWithFrames(static_cast<std::int64_t>(index), timebase_));
+    for (const auto& collector : collectors_) collector->add(packets, timecode);
+    for (const auto& file : ancillaryFiles_) file->add(packets, timecode);
+}
+
+std::vector<std::string> CaptionFeed::close(bool& failed) {
+    std::vector<std::string> sentences = stream_ ? stream_->notes() : std::vector<std::string>{};
+    const auto closeFile = [&](auto& file) {
+        ZQErrorPtr error;
+        if (file->close(&error)) return;
+        failed = true;
+        sentences.push_back(error->localizedDescription());
+    };
+    for (const auto& collector : collectors_) {
+        closeFile(collector);
+        if (!collector->note().empty()) sentences.push_back(collector->note());
+    }
+    for (const auto& file : ancillaryFiles_) closeFile(file);
+    for (const auto& cue : cues_.unsent())
+        sentences.push_back(fmt::format("Cue \"{}\" was not sent: its frame did not come.", cue));
+    return sentences;
 }
 
 }  // namespace zenquor::tools

@@ -1,38 +1,54 @@
 #pragma once
-// Puts captions on the frames of a recording.
+// Puts captions, subtitles and cues on the frames of a recording.
 
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
+#include "AncillaryFile.h"
+#include "CaptionCollector.h"
+#include "CaptionSettings.h"
+#include "CaptionStream.h"
+#include "CueSheet.h"
 #include "zenquor/core/FourCC.h"
-#include "zenquor/core/ZQCKTimebase.h"
 #include "zenquor/core/ZQError.h"
 #include "zenquor/media/ZQRFrame.h"
-#include "zenquor/sidecar/ZQRSidecar.h"
 
 namespace zenquor::tools {
 
-/// Gives every frame exactly one caption packet of the wanted kind: from a subtitle file, from the frame
-/// itself, or an empty one. A caption track wants one sample a frame, and takes its kind from the first.
+/// The ancillary side of a recording: packets from a caption file or from the frames themselves, cue messages,
+/// and files that collect what passes. With captions on, every frame gets exactly one caption packet of the
+/// track's kind: a caption track wants one sample a frame, and takes its kind from the first.
 class CaptionFeed {
 public:
-    /// Captions from a subtitle file, on @p channel 1 to 4.
-    /// @return null with an error when the file cannot be read or holds no subtitle.
-    static std::unique_ptr<CaptionFeed> fromFile(const std::filesystem::path& path, std::int32_t channel,
-                                                 FourCC track, ZQCKTimebase timebase, ZQErrorPtr* error);
-    /// The captions that come with the frames.
-    static std::unique_ptr<CaptionFeed> fromFrames(FourCC track);
+    /// @param track  'c608' or 'c708'; 0: no caption track.
+    CaptionFeed(FourCC track, ZQCKTimebase timebase) : track_(track), timebase_(timebase) {}
+
+    /// Takes captions from a file. @return false with an error when it cannot be read or holds nothing.
+    bool readFrom(const std::filesystem::path& path, const CaptionSettings& settings, ZQErrorPtr* error);
+    void setCues(CueSheet cues) { cues_ = std::move(cues); }
+    /// Collects captions in an .scc or .mcc. @return false with an error when it cannot be written.
+    bool writeCaptionsTo(const std::filesystem::path& path, ZQErrorPtr* error);
+    /// Collects all packets in an .mcc. @return false with an error when it cannot be written.
+    bool writeAncillaryTo(const std::filesystem::path& path, ZQErrorPtr* error);
 
     /// @param index  of the frame in the recording, from 0.
     void apply(const ZQRFramePtr& frame, std::uint64_t index);
+    /// Closes the files. @return what could not be written and what was not sent or changed, for a person;
+    /// @p failed becomes true for the former.
+    std::vector<std::string> close(bool& failed);
 
 private:
     ZQRVANCPacketList packetsFor(const ZQRFramePtr& frame, std::uint64_t index);
 
-    std::shared_ptr<ZQRSidecar> sidecar_;
-    FourCC track_ = 0;
+    FourCC track_;
     ZQCKTimebase timebase_;
+    std::unique_ptr<CaptionStream> stream_;
+    CueSheet cues_;
+    std::vector<std::unique_ptr<CaptionCollector>> collectors_;
+    std::vector<std::unique_ptr<AncillaryFile>> ancillaryFiles_;
 };
 
 }  // namespace zenquor::tools

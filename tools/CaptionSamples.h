@@ -3,8 +3,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "zenquor/platform/Asset.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
@@ -22,8 +20,5 @@ struct CaptionSample {
 /// @return the samples that held no readable packet.
 std::uint64_t forEachCaptionSample(const platform::AssetPtr& asset,
                                    const std::function<bool(const CaptionSample&)>& visit);
-
-/// What a packet says, one sentence a part: the CEA-608 pairs of both fields, or what is wrong with it.
-std::vector<std::string> describeCaptions(const ZQRVANCClosedCaptionPacket& packet);
 
 }  // namespace zenquor::tools

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "CaptionSamples.h"
+#include "PacketText.h"
 #include "TimecodeTrack.h"
 #include "zenquor/platform/MovieStructure.h"
 
@@ -31,13 +32,10 @@ void readCaptions(const platform::AssetPtr& asset, MovieReport& report) {
     std::uint64_t broken = 0;
     const auto unreadable = forEachCaptionSample(asset, [&](const CaptionSample& sample) {
         ++report.captions[fourCCString(sample.kind) + " packets"];
-        for (const auto& part : describeCaptions(*sample.packet)) broken += part.starts_with("FAULT") ? 1 : 0;
-        for (int field = 1; field <= 2; ++field) {
-            const auto pairs = sample.packet->dataFor608Fields(field);
-            if (!pairs || isNullPair(pairs->span().subspan(static_cast<std::size_t>(field - 1) * 2, 2)))
-                continue;
-            ++report.captions[fmt::format("CEA-608 pairs in field {}", field)];
-        }
+        for (const auto& part : describePacket(sample.packet)) broken += part.starts_with("FAULT") ? 1 : 0;
+        sample.packet->enumerate608Pairs([&](int field, std::span<const std::uint8_t, 2> pair) {
+            if (!isNullPair(pair)) ++report.captions[fmt::format("CEA-608 pairs in field {}", field)];
+        });
         return true;
     });
     if (unreadable > 0)

@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include "CaptionFile.h"
+#include "CaptionsCommand.h"
 #include "ExitStatus.h"
 #include "LogOption.h"
 #include "RecordOptions.h"
@@ -29,7 +31,8 @@ struct Arguments {
     bool realtime = false, keepCache = false;
     std::uint32_t audioChannels = 2, audioBits = 16, audioPerTrack = 1;
     std::int32_t captionChannel = 1;
-    std::vector<std::string> outputs;
+    std::string captionOutput = "cea608", captionLanguage;
+    std::vector<std::string> outputs, captionFiles, ancillaryFiles, cues;
 };
 
 /// A mistake in the arguments, told to the person in one sentence.
@@ -94,6 +97,34 @@ std::vector<std::filesystem::path> outputsOf(const Arguments& arguments, FourCC 
     return outputs;
 }
 
+std::vector<std::filesystem::path> sidecarsOf(const std::vector<std::string>& names, bool allowsScenarist) {
+    std::vector<std::filesystem::path> paths;
+    for (const auto& name : names) {
+        const auto kind = captionFileKindByName(name);
+        if (kind != CaptionFileKind::MacCaption && !(allowsScenarist && kind == CaptionFileKind::Scenarist))
+            refuse(fmt::format("\"{}\" must end in {}.", name, allowsScenarist ? ".scc or .mcc" : ".mcc"));
+        paths.emplace_back(name);
+    }
+    return paths;
+}
+
+CueSheet cuesOf(const Arguments& arguments, const ZHLVideoFormat& format) {
+    CueSheet cues;
+    for (const auto& text : arguments.cues) {
+        const auto mistake = cues.add(text, ZQCKTimebase::timebaseForHundredths(format.framerate));
+        if (!mistake.empty()) refuse(mistake);
+    }
+    return cues;
+}
+
+CaptionSettings captionSettingsOf(const Arguments& arguments) {
+    CaptionSettings settings;
+    settings.channel = arguments.captionChannel;
+    if (arguments.captionOutput == "op47") settings.output = CaptionSettings::Output::OP47;
+    if (!arguments.captionLanguage.empty()) settings.language = languageCodeOf(arguments.captionLanguage);
+    return settings;
+}
+
 RecordOptions optionsOf(const Arguments& arguments) {
     RecordOptions options;
     options.input = arguments.input;
@@ -111,7 +142,10 @@ RecordOptions optionsOf(const Arguments& arguments) {
                            options.audioPerTrack));
     }
     options.captions = arguments.captions;
-    options.captionChannel = arguments.captionChannel;
+    options.captionSettings = captionSettingsOf(arguments);
+    options.captionFiles = sidecarsOf(arguments.captionFiles, true);
+    options.ancillaryFiles = sidecarsOf(arguments.ancillaryFiles, false);
+    options.cues = cuesOf(arguments, options.format);
     options.captionTrack = fourCCFromString(arguments.captionTrack);
     options.keepCache = arguments.keepCache;
     options.speed = arguments.speed;
@@ -155,7 +189,7 @@ void describe(CLI::App& command, Arguments& a) {
     command.add_option("--audio-per-track", a.audioPerTrack, "Channels in each audio track")
         ->check(CLI::IsMember({1, 2}))
         ->capture_default_str();
-    command.add_option("--captions", a.captions, "Subtitle file (.srt) to record as closed captions")
+    command.add_option("--captions", a.captions, "Subtitle or caption file to record: .srt .stl .scc .mcc")
         ->check(CLI::ExistingFile)
         ->option_text("FILE");
     command.add_option("--caption-channel", a.captionChannel, "CEA-608 channel, 1 to 4")
@@ -164,6 +198,24 @@ void describe(CLI::App& command, Arguments& a) {
     command.add_option("--caption-track", a.captionTrack, "Kind of the caption track: c608 or c708")
         ->check(CLI::IsMember({"c608", "c708"}))
         ->capture_default_str();
+    command
+        .add_option("--caption-output", a.captionOutput,
+                    "What captions are sent as: cea608, or op47 teletext subtitles")
+        ->check(CLI::IsMember({"cea608", "op47"}))
+        ->capture_default_str();
+    command
+        .add_option("--caption-language", a.captionLanguage, "Language of teletext subtitles, such as deu")
+        ->option_text("CODE");
+    command
+        .add_option("--write-captions", a.captionFiles,
+                    "Collect the captions of the frames in an .scc or .mcc")
+        ->allow_extra_args(false)
+        ->option_text("FILE");
+    command
+        .add_option("--write-anc", a.ancillaryFiles, "Collect all ancillary packets of the frames in an .mcc")
+        ->allow_extra_args(false)
+        ->option_text("FILE");
+    command.add_option("--cue", a.cues, CueSheet::help())->allow_extra_args(false)->option_text("TC:NAME,…");
     command.add_option("--speed", a.speed, "What avc1 and hvc1 encoders aim at: live, balanced, quality")
         ->check(CLI::IsMember({"live", "balanced", "quality"}))
         ->capture_default_str();

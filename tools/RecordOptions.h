@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "CaptionSettings.h"
+#include "CueSheet.h"
 #include "zenquor/core/FourCC.h"
 #include "zenquor/core/ZQCKTimecode.h"
 #include "zenquor/host/ZHLVideoFormat.h"
@@ -25,8 +27,11 @@ struct RecordOptions {
     std::uint32_t audioBits = 16;
     std::uint32_t audioPerTrack = 1;
     std::filesystem::path captions;  // empty: none
-    std::int32_t captionChannel = 1;
+    CaptionSettings captionSettings;
     FourCC captionTrack = 0;
+    std::vector<std::filesystem::path> captionFiles;    // to be written, .scc or .mcc
+    std::vector<std::filesystem::path> ancillaryFiles;  // to be written, .mcc
+    CueSheet cues;
     bool keepCache = false;
     std::string speed;
     std::vector<std::filesystem::path> outputs;

@@ -100,6 +100,7 @@ struct RecordingSession::Implementation final : ZQREncoderControllerDelegate,
 
     bool run();
     bool openSource();
+    bool openAncillary(ZQCKTimebase timebase, bool hasCaptions);
     bool openOutputs();
     bool record();
     bool waitForRoom(SteadyClock::time_point due);
@@ -142,6 +143,7 @@ bool RecordingSession::Implementation::openSource() {
     const auto format = SourceFormat::withVideoFormat(options.format, pixelFormatFor(options.codec),
                                                       options.audioChannels, options.audioBits);
     ZQErrorPtr error;
+    bool hasCaptions = false;
     if (options.input.empty()) {
         BarsAndToneSource::Options bars;
         bars.startTimecode = options.startTimecode;
@@ -156,15 +158,32 @@ bool RecordingSession::Implementation::openSource() {
         file.maximumFrames = options.frames;
         file.pictureLimit = pictureLimit();
         const auto media = MediaFileSource::sourceWithURL(options.input, format, file, &error);
-        if (media && media->hasCaptions()) captions = CaptionFeed::fromFrames(options.captionTrack);
+        hasCaptions = media && media->hasCaptions();
         source = media;
     }
     if (!source) complain(error->localizedDescription());
-    if (!source || options.captions.empty()) return source != nullptr;
-    captions = CaptionFeed::fromFile(options.captions, options.captionChannel, options.captionTrack,
-                                     format.timebase(), &error);
-    if (!captions) complain(error->localizedDescription());
-    return captions != nullptr;
+    return source && openAncillary(format.timebase(), hasCaptions);
+}
+
+/// Opens the files that captions come from and go to.
+bool RecordingSession::Implementation::openAncillary(ZQCKTimebase timebase, bool hasCaptions) {
+    const bool teletext = options.captionSettings.output == CaptionSettings::Output::OP47;
+    const bool sendsCaptions = hasCaptions || (!options.captions.empty() && !teletext);
+    captions = std::make_unique<CaptionFeed>(sendsCaptions ? options.captionTrack : 0, timebase);
+    captions->setCues(options.cues);
+    ZQErrorPtr error;
+    bool isOpen =
+        options.captions.empty() || captions->readFrom(options.captions, options.captionSettings, &error);
+    for (const auto& path : options.captionFiles) isOpen = isOpen && captions->writeCaptionsTo(path, &error);
+    for (const auto& path : options.ancillaryFiles)
+        isOpen = isOpen && captions->writeAncillaryTo(path, &error);
+    if (!isOpen) complain(error->localizedDescription());
+    if (teletext && options.ancillaryFiles.empty()) {
+        complain("Note: movies do not carry teletext subtitles; --write-anc FILE.mcc collects them.");
+    } else if (!options.cues.empty() && options.ancillaryFiles.empty()) {
+        complain("Note: movies do not carry cue messages; --write-anc FILE.mcc collects them.");
+    }
+    return isOpen;
 }
 
 bool RecordingSession::Implementation::openOutputs() {
@@ -223,7 +242,7 @@ bool RecordingSession::Implementation::waitForRoom(SteadyClock::time_point due) 
 }
 
 void RecordingSession::Implementation::handOn(const ZQRFramePtr& frame) {
-    if (captions) captions->apply(frame, submitted);
+    captions->apply(frame, submitted);
     // The writers hear of a frame before the encoder does: a fast encoder could otherwise deliver the last
     // frame to a writer that does not know yet that it is the last.
     for (const auto& output : outputs) output->addRawFrame(frame);
@@ -314,7 +333,9 @@ bool RecordingSession::Implementation::run() {
     const bool recorded = record();
     finish(submitted > 0);
     report();
-    return recorded && !encoderError.load() &&
+    bool sidecarFailed = false;
+    for (const auto& sentence : captions->close(sidecarFailed)) complain(sentence);
+    return recorded && !sidecarFailed && !encoderError.load() &&
            std::ranges::all_of(outputs, [](const auto& output) { return output->succeeded(); });
 }
 

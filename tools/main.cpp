@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "AncCommand.h"
+#include "CaptionsCommand.h"
 #include "ExitStatus.h"
 #include "InspectCommand.h"
 #include "RecordCommand.h"
@@ -25,6 +26,7 @@ int main(int argc, char** argv) {
     addRecordCommand(app, status);
     addInspectCommand(app, status);
     addAncCommand(app, status);
+    addCaptionsCommand(app, status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

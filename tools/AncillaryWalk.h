@@ -1,0 +1,37 @@
+#pragma once
+// Every ancillary packet of a file, one after the other.
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "zenquor/core/ZQCKTimecode.h"
+#include "zenquor/core/ZQError.h"
+#include "zenquor/vanc/ZQRVANCPacket.h"
+
+namespace zenquor::tools {
+
+struct AncillaryPacket {
+    std::int64_t frame = 0;  // from 0 at the start of the file
+    std::optional<ZQCKTimecode> timecode;
+    ZQCKTimecode time;  // the timecode, or where there is none the frame counted from midnight
+    std::string kind;   // "c608", "c708", "SCC", "MCC"
+    ZQRVANCPacketPtr packet;
+};
+
+/// What was read, and what could not be.
+struct AncillaryWalk {
+    std::int64_t packets = 0;
+    std::vector<std::string> faults;  // a sentence each; a fault that repeats is counted in one
+
+    /// Reads a movie's caption tracks, or an SCC or MCC file line by line; lines that cannot be read are passed over.
+    /// @return nothing with an error when the file cannot be opened or is of no known format.
+    static std::optional<AncillaryWalk> ofFile(const std::filesystem::path& path,
+                                               const std::function<void(const AncillaryPacket&)>& visit,
+                                               ZQErrorPtr* error);
+};
+
+}  // namespace zenquor::tools

@@ -1,0 +1,99 @@
+#include "CaptionCheck.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "CaptionFile.h"
+#include "ExitStatus.h"
+#include "MovieCaptions.h"
+#include "TimeMapping.h"
+#include "zenquor/sidecar/ZQRCaptionChecker.h"
+
+namespace zenquor::tools {
+namespace {
+
+ZQRCaptionChecker::Options optionsFor(const CaptionSettings& settings) {
+    ZQRCaptionChecker::Options options;
+    options.channel = settings.channel;
+    options.columns = settings.rasterColumns();
+    options.rows = settings.rasterRows();
+    options.allowWestEuropean = settings.westEuropean;
+    options.teletext = settings.output == CaptionSettings::Output::OP47;
+    return options;
+}
+
+std::optional<ZQRCaptionChecker::Report> checkMovie(const std::filesystem::path& path,
+                                                    ZQRCaptionChecker::Options options) {
+    ZQErrorPtr error;
+    const auto movie = MovieCaptions::open(path, fourCC("c708"), &error);
+    if (!movie) {
+        fmt::print(stderr, "zenquor: {}\n", error->localizedDescription());
+        return std::nullopt;
+    }
+    options.timebase = movie->timebase();
+    ZQRCaptionChecker checker(options);
+    ZQCKTimecode timecode = movie->first();
+    for (auto left = framesBetween(timecode, movie->last()); left >= 0; --left, timecode.addFrames(1))
+        checker.addVancPackets(movie->vancPacketsAtTimecode(timecode), timecode);
+    return checker.finish(timecode);
+}
+
+void printPlain(const std::filesystem::path& path, const ZQRCaptionChecker::Report& report) {
+    fmt::print("{}: {}, {} to {}", path.string(), report.format, describe(report.first),
+               describe(report.last));
+    if (report.blocks > 0) fmt::print(", {} blocks", report.blocks);
+    if (report.packets > 0) fmt::print(", {} packets", report.packets);
+    if (report.pairs > 0) fmt::print(", {} byte pairs", report.pairs);
+    fmt::print("\n");
+    for (const auto& remark : report.remarks) {
+        const std::string place = remark.timecode ? remark.timecode->description()
+                                  : remark.line   ? fmt::format("line {}", *remark.line)
+                                                  : "";
+        fmt::print("  {:<12} {:<9} {}\n", place, ZQRCaptionRemark::nameOfKind(remark.kind), remark.text);
+    }
+    if (report.remarks.empty()) fmt::print("  Nothing to remark.\n");
+}
+
+nlohmann::ordered_json textOrNull(const std::optional<ZQCKTimecode>& timecode) {
+    if (!timecode) return nullptr;
+    return timecode->description();
+}
+
+void printJSON(const std::filesystem::path& path, const ZQRCaptionChecker::Report& report) {
+    nlohmann::ordered_json object;
+    object["file"] = path.string();
+    object["format"] = report.format;
+    object["readable"] = report.readable;
+    object["lines"] = report.lines;
+    object["blocks"] = report.blocks;
+    object["pairs"] = report.pairs;
+    object["packets"] = report.packets;
+    object["badParityBytes"] = report.badParityBytes;
+    object["badWords"] = report.badWords;
+    object["dropFrame"] = report.dropFrame;
+    object["first"] = textOrNull(report.first);
+    object["last"] = textOrNull(report.last);
+    object["remarks"] = nlohmann::ordered_json::array();
+    for (const auto& remark : report.remarks) {
+        nlohmann::ordered_json entry;
+        entry["kind"] = ZQRCaptionRemark::nameOfKind(remark.kind);
+        entry["timecode"] = textOrNull(remark.timecode);
+        entry["line"] = remark.line ? nlohmann::ordered_json(*remark.line) : nlohmann::ordered_json(nullptr);
+        entry["text"] = remark.text;
+        object["remarks"].push_back(std::move(entry));
+    }
+    fmt::print("{}\n", object.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
+}  // namespace
+
+int checkCaptions(const std::filesystem::path& path, const CaptionSettings& settings, bool json) {
+    const bool isMovie = captionFileKind(path) == CaptionFileKind::Movie;
+    const auto options = optionsFor(settings);
+    const auto report = isMovie ? checkMovie(path, options) : ZQRCaptionChecker::checkFile(path, options);
+    if (!report) return ExitFailure;
+    (json ? printJSON : printPlain)(path, *report);
+    return report->readable && report->remarks.empty() ? ExitSuccess : ExitFailure;
+}
+
+}  // namespace zenquor::tools

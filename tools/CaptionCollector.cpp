@@ -1,0 +1,86 @@
+#include "CaptionCollector.h"
+
+#include <fmt/format.h>
+
+#include "CaptionFile.h"
+#include "zenquor/sidecar/ZQRSCCSidecar.h"
+#include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
+#include "zenquor/vanc/ZQRVANCHelper.h"
+
+namespace zenquor::tools {
+namespace {
+
+constexpr const char* captionErrorDomain = "ZQCaptionErrorDomain";
+constexpr int rate2398 = 0, rate24 = 1, rate2997 = 3;
+
+/// The rate that the file is written at. MCC files count 23.98 as 24.
+ZQCKTimebase timebaseInFile(bool isScenarist, ZQCKTimebase timebase) {
+    if (isScenarist) return ZQCKTimebase::timebaseForFramerate(rate2997);
+    return timebase.frameRate() == rate2398 ? ZQCKTimebase::timebaseForFramerate(rate24) : timebase;
+}
+
+}  // namespace
+
+std::unique_ptr<CaptionCollector> CaptionCollector::create(const std::filesystem::path& path,
+                                                           ZQCKTimebase timebase, int field,
+                                                           ZQErrorPtr* error) {
+    auto collector = std::make_unique<CaptionCollector>();
+    collector->path_ = path;
+    collector->isScenarist_ = captionFileKindByName(path) == CaptionFileKind::Scenarist;
+    collector->field_ = field;
+    collector->timebase_ = timebase;
+    const auto written = timebaseInFile(collector->isScenarist_, timebase);
+    if (collector->isScenarist_) {
+        collector->sidecar_ = ZQRSCCSidecar::initForWritingWithURL(path, written);
+    } else {
+        collector->sidecar_ = ZQRMCCSidecar::initForWritingWithURL(path, written);
+    }
+    collector->file_ = collector->sidecar_->outputFile();
+    if (collector->sidecar_->valid()) return collector;
+    fail(error, ZQError::errorWithDomain(captionErrorDomain, -1,
+                                         fmt::format("\"{}\" cannot be written.", path.string())));
+    return nullptr;
+}
+
+/// SCC files know bare pairs of one field: each goes in as a packet of its own, a frame without any as a null pair.
+void CaptionCollector::addPairs(const ZQRVANCPacketList& packets, const ZQCKTimecode& timecode) {
+    const auto addPair = [&](std::span<const std::uint8_t> pair) {
+        sidecar_->addVancPackets({ZQRVANCClosedCaptionPacket::closedCaptionPacketWithData(
+                                     ZQData::copying(pair), ZQRVANCClosedCaptionPacket::TypeCEA608)},
+                                 timecode);
+    };
+    bool found = false;
+    if (const auto packet = ZQRVANCHelper::closedCaptionPacket(packets)) {
+        packet->enumerate608Pairs([&](int field, std::span<const std::uint8_t, 2> pair) {
+            if (field != field_) return;
+            addPair(pair);
+            found = true;
+        });
+    }
+    if (!found) addPair(ZQRVANCClosedCaptionPacket::empty608PacketData());
+}
+
+void CaptionCollector::add(const ZQRVANCPacketList& packets, const ZQCKTimecode& timecode) {
+    const ZQCKTimebase written = sidecar_->timebase();
+    if (!isScenarist_) return sidecar_->addVancPackets(packets, sameLabel(timecode, written));
+    if (!mapping_) mapping_.emplace(timecode, written);
+    addPairs(packets, mapping_->map(timecode));
+}
+
+bool CaptionCollector::close(ZQErrorPtr* error) {
+    sidecar_->close();
+    if (!file_->hasFailed()) return true;
+    fail(error, ZQError::errorWithDomain(
+                    captionErrorDomain, -1,
+                    fmt::format("\"{}\" could not be written whole. Is the disk full?", path_.string())));
+    return false;
+}
+
+std::string CaptionCollector::note() const {
+    if (!isScenarist_ || timebase_.frameRate() == rate2997) return {};
+    return fmt::format(
+        "\"{}\" counts 29.97 drop-frame, as SCC files do: the frames at {} are at the same times there.",
+        path_.string(), timebase_.description());
+}
+
+}  // namespace zenquor::tools

@@ -1,0 +1,310 @@
+#include "CaptionStream.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "MovieCaptions.h"
+#include "RetimedCaptions.h"
+#include "SubtitleText.h"
+#include "TimeMapping.h"
+#include "zenquor/core/Unicode.h"
+#include "zenquor/host/ZHLSidecarProperties.h"
+#include "zenquor/sidecar/ZQRCEA608Decoder.h"
+#include "zenquor/sidecar/ZQREBUSTLSidecar.h"
+#include "zenquor/sidecar/ZQRSCCSidecar.h"
+#include "zenquor/sidecar/ZQRSRTSidecar.h"
+
+namespace zenquor::tools {
+namespace {
+
+constexpr const char* captionErrorDomain = "ZQCaptionErrorDomain";
+constexpr int noOutput = -1;  // of a subtitle sidecar that is only read
+constexpr int timecodeOfFrames = 1;
+constexpr char16_t teletextFiller = u' ';
+constexpr std::int32_t captionRows = 15, teletextRows = 24;
+
+void refuse(ZQErrorPtr* error, const std::filesystem::path& path, std::string_view why) {
+    fail(error,
+         ZQError::errorWithDomain(captionErrorDomain, -1, fmt::format("\"{}\" {}", path.string(), why)));
+}
+
+std::string textOf(const ZQRSubtitleBlock& block) {
+    std::string text;
+    for (const auto& line : block.lines()) {
+        const auto plain = ZQRSubtitleLine::initWithString(
+            ZQRSubtitleLine::stringStrippingControlCharacters(line->string()));
+        plain->stripWhitespace();
+        if (!text.empty()) text += '\n';
+        text += utf8FromUTF16(plain->string());
+    }
+    return text;
+}
+
+/// First and last frame of a file of packets, and whether it was read to its end.
+struct Extent {
+    ZQCKTimecode first, last;
+    bool isWhole = true;
+    std::int64_t line = 0;  // of the file, from 1: the one that could not be read
+};
+
+Extent extentOf(const std::shared_ptr<ZQRMCCSidecar>& sidecar) {
+    Extent extent;
+    auto caption = sidecar->currentCaption();
+    extent.first = extent.last = caption->timecode().value();
+    while (caption) {
+        const auto end = caption->endTimecode();
+        const ZQCKTimecode last = end ? end->addingFrames(-1) : *caption->timecode();
+        if (framesBetween(extent.first, *caption->timecode()) < 0) extent.first = *caption->timecode();
+        if (framesBetween(extent.last, last) > 0) extent.last = last;
+        const auto line = sidecar->inputFile()->readLine();
+        if (!line) return extent;
+        caption = sidecar->decodeCaptionForLine(*line);
+    }
+    extent.isWhole = false;
+    extent.line = sidecar->inputFile()->line() + 1;
+    return extent;
+}
+
+/// A row of the caption screen at the same height of the teletext page, or the other way round.
+std::int32_t scaledRow(std::int32_t row, std::int32_t from, std::int32_t to, std::int32_t lines,
+                       std::int32_t step) {
+    const std::int32_t bottom = (row * to + from / 2) / from;
+    return std::clamp(bottom - (lines - 1) * step, 1, std::max(1, to - (lines - 1) * step - 1));
+}
+
+}  // namespace
+
+std::unique_ptr<CaptionStream> CaptionStream::open(const std::filesystem::path& path,
+                                                   const CaptionSettings& settings,
+                                                   std::optional<ZQCKTimebase> rate, ZQErrorPtr* error) {
+    auto stream = std::make_unique<CaptionStream>();
+    stream->settings_ = settings;
+    stream->kind_ = captionFileKind(path);
+    return stream->openFile(path, rate, error) ? std::move(stream) : nullptr;
+}
+
+bool CaptionStream::openFile(const std::filesystem::path& path, std::optional<ZQCKTimebase> rate,
+                             ZQErrorPtr* error) {
+    bool isReadable = false;
+    switch (kind_) {
+        case CaptionFileKind::SubRip:
+            timebase_ = rate.value_or(ZQCKTimebase::timebaseForFramerate(3));
+            isReadable = openSubRip(path);
+            break;
+        case CaptionFileKind::EBUSTL:
+            isReadable = openSTL(path, rate);
+            break;
+        default:
+            return openPackets(path, rate, error);
+    }
+    if (!isReadable)
+        refuse(error, path, "holds no readable subtitle. \"zenquor captions --check\" says why.");
+    return isReadable;
+}
+
+ZQDictionary CaptionStream::properties() const {
+    const bool teletext = settings_.output == CaptionSettings::Output::OP47;
+    ZQDictionary properties{
+        {ZHLSRTSidecar_Property_Timebase, timebase_.frameRate()},
+        {ZHLSRTSidecar_Property_Output,
+         teletext ? ZQRSubtitleSidecar::OutputOP47 : ZQRSubtitleSidecar::OutputCEACC},
+        {ZHLSRTSidecar_Property_Justification, settings_.justification.value_or(ZQRSubtitleBlock::Centered)},
+        {ZHLSRTSidecar_Property_ClosedCaptionChannel, settings_.channel - 1},
+        {ZHLSRTSidecar_Property_AllowSpecialWestEuropean, settings_.westEuropean},
+        {ZHLSubtitleSidecar_Property_DoubleHeightSubtitles, settings_.doubleHeight},
+        {ZHLSubtitleSidecar_Property_FillerCharacter, teletext ? teletextFiller : 0},
+    };
+    if (kind_ != CaptionFileKind::SubRip)
+        properties.set(ZHLSubtitleSidecar_Property_TimecodeType, timecodeOfFrames);
+    if (settings_.language) properties.set(ZHLSubtitleSidecar_Property_OverrideLanguage, *settings_.language);
+    return properties;
+}
+
+/// Overlaps, characters and wrapping, with a note for everything that is not shown as it was written.
+void CaptionStream::fit(const std::shared_ptr<ZQRSubtitleSidecar>& sidecar, Blocks& blocks,
+                        std::int32_t columns) {
+    if (settings_.output == CaptionSettings::Output::CEA608) {
+        const auto replaced = fitCharacters(blocks, settings_.westEuropean);
+        if (!replaced.empty())
+            note(fmt::format("Characters that captions do not have were replaced: {}.", replaced));
+    }
+    const std::size_t count = blocks.size();
+    sidecar->ZQRSubtitleSidecar::validateBlocks(
+        blocks, {{ZHLSubtitleSidecar_Property_OverlappingSubtitleAction, settings_.overlap},
+                 {ZHLSubtitleSidecar_Property_RenderingWidth, columns}});
+    if (blocks.size() < count) {
+        note(fmt::format(
+            "{} subtitles that overlap the one before were {}.", count - blocks.size(),
+            settings_.overlap == ZQRSubtitleSidecar::OverlapMerge ? "merged into it" : "left out"));
+    }
+    setWanted(blocks);
+    for (const auto& block : blocks) {
+        if (block->numberOfLines() <= settings_.rasterRows() || !block->displayable()) continue;
+        note(fmt::format("Subtitle {} at {} needs {} rows, {} fit: the last {} are not sent.",
+                         block->subtitleNumber(), block->timecodeIn(), block->numberOfLines(),
+                         settings_.rasterRows(), block->numberOfLines() - settings_.rasterRows()));
+    }
+    sidecar->ZQRSubtitleSidecar::prepareBlocks(blocks, 0, settings_.rasterRows());
+}
+
+bool CaptionStream::openSubRip(const std::filesystem::path& path) {
+    const auto sidecar = ZQRSRTSidecar::initForReadingWithURL(path, properties());
+    if (!sidecar->valid() || sidecar->subtitleBlocks().empty()) return false;
+    Blocks blocks = sidecar->subtitleBlocks();
+    if (const std::size_t tags = removeUnsupportedMarkup(blocks); tags > 0)
+        note(fmt::format("{} tags that neither captions nor teletext can show were left out.", tags));
+    fit(sidecar, blocks, settings_.rasterColumns());
+    sidecar->setSubtitleBlocks(std::move(blocks));
+    sidecar_ = sidecar;
+    preparesEveryFrame_ = settings_.output == CaptionSettings::Output::CEA608;
+    return true;
+}
+
+bool CaptionStream::openSTL(const std::filesystem::path& path, std::optional<ZQCKTimebase> rate) {
+    const auto sidecar = ZQREBUSTLSidecar::initForReadingWithURL(path, properties());
+    Blocks blocks = sidecar->subtitleBlocks();
+    if (blocks.empty()) return false;
+    timebase_ = rate.value_or(sidecar->timebase());
+    if (!sidecar->valid())
+        note("The file is damaged or of no known frame rate; what could be read is played.");
+    if (timebase_ != sidecar->timebase())
+        note(fmt::format("The file counts {} frames per second; its times are used at {}.",
+                         sidecar->timebase().description(), timebase_.description()));
+    for (const auto& block : blocks) {
+        block->setTimecodeIn(sameLabel(block->timecodeIn(), timebase_));
+        block->setTimecodeOut(sameLabel(block->timecodeOut(), timebase_));
+        if (settings_.justification) block->setJustification(*settings_.justification);
+    }
+    if (settings_.output == CaptionSettings::Output::CEA608) {
+        for (const auto& block : blocks) {
+            const std::int32_t step = block->doubleHeight() ? 2 : 1;
+            const std::int32_t bottom = block->verticalPosition() + (block->numberOfLines() - 1) * step;
+            removeTeletextCodes(*block);
+            block->setVerticalPosition(
+                scaledRow(bottom, teletextRows, captionRows, block->numberOfLines(), 1));
+            if (block->justification() == ZQRSubtitleBlock::Unchanged)
+                block->setJustification(ZQRSubtitleBlock::Centered);
+        }
+        playSubtitles(blocks);
+        return true;
+    }
+    fit(sidecar, blocks, settings_.columns.value_or(0));  // teletext rows are laid out by their maker
+    sidecar->setSubtitleBlocks(std::move(blocks));
+    sidecar_ = sidecar;
+    return true;
+}
+
+/// Plays blocks that another file gave through the output that is asked for.
+void CaptionStream::playSubtitles(const Blocks& given) {
+    Blocks blocks = given;
+    const auto sidecar = ZQRSubtitleSidecar::initWithProperties(properties());
+    sidecar->setSubtitleBlocks(blocks);
+    const bool teletext = settings_.output == CaptionSettings::Output::OP47;
+    sidecar->setupOutput(teletext ? ZQRSubtitleSidecar::OutputOP47 : ZQRSubtitleSidecar::OutputCEACC);
+    fit(sidecar, blocks, settings_.rasterColumns());
+    sidecar->setSubtitleBlocks(std::move(blocks));
+    sidecar_ = sidecar;
+    preparesEveryFrame_ = !teletext;
+}
+
+/// What a viewer sees of a file of packets, as blocks for another output.
+CaptionStream::Blocks CaptionStream::blocksSeen(ZQRSidecar& packets, ZQCKTimebase timebase) const {
+    Blocks blocks;
+    ZQRCEA608Decoder decoder([&](const ZQRScreenBlockPtr& block) {
+        if (block->service() != settings_.channel || block->mode() == ZQRScreenBlock::Mode::Text) return;
+        block->setSubtitleNumber(static_cast<std::int32_t>(blocks.size()) + 1);
+        const std::int32_t bottom = block->rows().empty() ? captionRows : block->rows().back().row;
+        block->setVerticalPosition(scaledRow(bottom, captionRows, teletextRows, block->numberOfLines(),
+                                             settings_.doubleHeight ? 2 : 1));
+        block->setJustification(settings_.justification.value_or(ZQRSubtitleBlock::Centered));
+        block->setTimecodeIn(sameLabel(block->timecodeIn(), timebase_));
+        block->setTimecodeOut(sameLabel(block->timecodeOut().addingFrames(-1), timebase_));
+        blocks.push_back(block);
+    });
+    ZQCKTimecode timecode = sameLabel(first_, timebase);
+    for (auto left = framesBetween(timecode, sameLabel(last_, timebase)); left >= 0;
+         --left, timecode.addFrames(1)) {
+        decoder.addVancPackets(packets.vancPacketsAtTimecode(timecode), timecode);
+    }
+    decoder.finish(timecode);
+    return blocks;
+}
+
+bool CaptionStream::openPackets(const std::filesystem::path& path, std::optional<ZQCKTimebase> rate,
+                                ZQErrorPtr* error) {
+    ZQCKTimebase own;
+    Extent extent;
+    if (kind_ == CaptionFileKind::Movie) {
+        const auto movie = MovieCaptions::open(path, fourCC("c708"), error);
+        if (!movie) return false;
+        own = movie->timebase();
+        extent = {movie->first(), movie->last()};
+        sidecar_ = movie;
+    } else {
+        const auto openOnce = [&]() -> std::shared_ptr<ZQRMCCSidecar> {
+            if (kind_ == CaptionFileKind::Scenarist) return ZQRSCCSidecar::initForReadingWithURL(path);
+            return ZQRMCCSidecar::initForReadingWithURL(path);
+        };
+        const auto scanned = openOnce();
+        if (!scanned->valid()) {
+            refuse(error, path, "holds no readable caption. \"zenquor captions --check\" says why.");
+            return false;
+        }
+        own = scanned->timebase();
+        extent = extentOf(scanned);
+        if (!extent.isWhole)
+            note(fmt::format("Line {} cannot be read; what follows it is not played.", extent.line));
+        sidecar_ = openOnce();
+    }
+    timebase_ = rate.value_or(own);
+    first_ = sameLabel(extent.first, timebase_);
+    last_ = TimeMapping(extent.first, timebase_).map(extent.last);
+    if (settings_.output == CaptionSettings::Output::OP47) {
+        const Blocks blocks = blocksSeen(*sidecar_, own);
+        if (blocks.empty())
+            refuse(error, path, fmt::format("shows nothing on channel {}.", settings_.channel));
+        if (!blocks.empty()) playSubtitles(blocks);
+        return !blocks.empty();
+    }
+    if (timebase_ == own) return true;
+    note(fmt::format("{} is at {} frames per second; its pairs are sent at their times at {}.",
+                     nameOfKind(kind_), own.description(), timebase_.description()));
+    retimed_ = std::make_shared<RetimedCaptions>(sidecar_, own);
+    sidecar_ = retimed_;
+    return true;
+}
+
+void CaptionStream::setWanted(const Blocks& blocks) {
+    wanted_.clear();
+    for (const auto& block : blocks) {
+        if (!block->displayable() || block->numberOfLines() == 0) continue;
+        wanted_.push_back(
+            {block->timecodeIn(), block->timecodeOut(), block->subtitleNumber(), textOf(*block)});
+    }
+    if (wanted_.empty()) return;
+    first_ = wanted_.front().in;
+    last_ = wanted_.front().out;
+    for (const auto& block : wanted_) {
+        if (framesBetween(first_, block.in) < 0) first_ = block.in;
+        if (framesBetween(last_, block.out) > 0) last_ = block.out;
+    }
+}
+
+ZQRVANCPacketList CaptionStream::packetsAt(const ZQCKTimecode& timecode) {
+    // The caption output fills idle frames with nulls only when it is prepared for each of them; the teletext
+    // output would erase the page every time.
+    if (preparesEveryFrame_ || !isPrepared_) sidecar_->prepareToReadFromFrame(0);
+    isPrepared_ = true;
+    return sidecar_->vancPacketsAtTimecode(timecode);
+}
+
+std::vector<std::string> CaptionStream::notes() const {
+    auto notes = notes_;
+    if (retimed_ && retimed_->longestWait() > 0)
+        notes.push_back(
+            fmt::format("Pairs waited up to {} frames for a frame of their own.", retimed_->longestWait()));
+    return notes;
+}
+
+}  // namespace zenquor::tools

@@ -1,0 +1,45 @@
+#pragma once
+// The caption track of a movie, played like a caption file.
+
+#include <filesystem>
+#include <vector>
+
+#include "zenquor/core/FourCC.h"
+#include "zenquor/core/ZQError.h"
+#include "zenquor/sidecar/ZQRSidecar.h"
+#include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
+
+namespace zenquor::tools {
+
+/// Answers each frame's timecode with the caption packet that the movie holds for it, or an empty one. A movie
+/// without timecode starts at midnight.
+class MovieCaptions final : public ZQRSidecar {
+public:
+    /// @param preferred  the kind of track to read where there are both, 'c608' or 'c708'.
+    /// @return null with an error when the movie cannot be read or holds no captions.
+    static std::shared_ptr<MovieCaptions> open(const std::filesystem::path& path, FourCC preferred,
+                                               ZQErrorPtr* error);
+
+    ZQCKTimebase timebase() const { return timebase_; }
+    ZQCKTimecode first() const { return packets_.front().timecode; }
+    ZQCKTimecode last() const { return packets_.back().timecode; }
+
+    ZQRVANCPacketList vancPacketsAtTimecode(const ZQCKTimecode& timecode) override;
+    void addVancPackets(const ZQRVANCPacketList&, const ZQCKTimecode&) override {}
+    void prepareToReadFromFrame(std::int32_t) override {}
+    void close() override {}
+    bool valid() const override { return !packets_.empty(); }
+    std::int32_t timecodeType() const override { return 1; }
+
+private:
+    struct Entry {
+        ZQCKTimecode timecode;
+        std::shared_ptr<ZQRVANCClosedCaptionPacket> packet;
+    };
+
+    ZQCKTimebase timebase_;
+    std::vector<Entry> packets_;
+    std::size_t next_ = 0;
+};
+
+}  // namespace zenquor::tools
