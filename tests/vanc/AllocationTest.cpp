@@ -9,6 +9,7 @@
 #include "Bytes.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
 #include "zenquor/vanc/ZQRVANCHelper.h"
+#include "zenquor/vanc/ZQRVANCOP47Packet.h"
 #include "zenquor/vanc/ZQRVANCPacketImpl.h"
 
 namespace {
@@ -62,4 +63,20 @@ TEST(Allocations, PackingAndExtractionAllocateOncePerResult) {
     EXPECT_EQ(allocationsOf([&] { Caption::convert608CaptionsIntoSMPTE334CDP708PacketFormat(pairs, 1, 1); }),
               1);
     EXPECT_EQ(allocationsOf([&] { Caption::extract608CaptionsFromSMPTE334CDP708Packet(cdp, 2); }), 1);
+}
+
+TEST(Allocations, SubtitlePacketsAllocateThemselvesAndTheirData) {
+    using namespace zenquor;
+    std::shared_ptr<ZQRVANCOP47Packet> packet;
+    EXPECT_EQ(allocationsOf([&] {
+                  packet = ZQRVANCOP47Packet::beginOP47PacketWithLine(12);
+                  packet->appendPacket(ZQRVANCTeletextPacket::initSubtitleHeaderWithColour(7, u'?', 1));
+                  packet->appendPacket(ZQRVANCTeletextPacket::initSubtitleWithLine(20, u'?', 1, u"d’été"));
+                  packet = ZQRVANCOP47Packet::finishOP47Packet(packet);
+              }),
+              1);
+    ZQData data;
+    EXPECT_EQ(allocationsOf([&] { data = packet->sdiData(); }), 1);
+    EXPECT_EQ(allocationsOf([&] { packet = ZQRVANCOP47Packet::initWithDID(0x43, 2, 12, data); }), 1);
+    EXPECT_TRUE(packet->valid());
 }
