@@ -6,7 +6,7 @@ set -euo pipefail
 build=(g++ cmake ninja-build ccache pkg-config git ca-certificates
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev
   libspdlog-dev libfmt-dev libcli11-dev nlohmann-json3-dev uuid-dev)
-test=(libgtest-dev libgmock-dev python3 ffmpeg mediainfo
+test=(libgtest-dev libgmock-dev libzvbi-dev python3 ffmpeg mediainfo
   gstreamer1.0-tools gstreamer1.0-plugins-base-apps gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   gstreamer1.0-plugins-bad gstreamer1.0-libav)
 fuzz=(clang-14 libclang-rt-14-dev)
