@@ -19,12 +19,10 @@ public:
     /// Receives one UTF-16 code unit.
     using OutputCharacter = std::function<void(char16_t character)>;
 
-    static std::shared_ptr<ZQREBUSTLAlphabet> initWithFillerCharacter(char16_t filler) {
-        return std::shared_ptr<ZQREBUSTLAlphabet>(new ZQREBUSTLAlphabet(filler));
-    }
+    static std::shared_ptr<ZQREBUSTLAlphabet> initWithFillerCharacter(char16_t filler);
 
     /// Takes the next byte of a text field.
-    virtual void encodeCharacter(std::uint8_t) {}
+    virtual void encodeCharacter(std::uint8_t byte);
 
     const OutputCharacter& outputCharacter() const { return outputCharacter_; }
     /// Where characters go from now on; an empty function drops them.
@@ -35,9 +33,7 @@ public:
 
 protected:
     explicit ZQREBUSTLAlphabet(char16_t filler) : fillerCharacter_(filler) {}
-    void output(char16_t character) const {
-        if (outputCharacter_) outputCharacter_(character);
-    }
+    void output(char16_t character) const;
 
 private:
     char16_t fillerCharacter_;

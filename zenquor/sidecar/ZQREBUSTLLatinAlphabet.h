@@ -16,9 +16,7 @@ namespace zenquor {
 /// Standards:     EBU Tech 3264 appendix 1, after ISO 6937.
 class ZQREBUSTLLatinAlphabet final : public ZQREBUSTLAlphabet {
 public:
-    static std::shared_ptr<ZQREBUSTLLatinAlphabet> initWithFillerCharacter(char16_t filler) {
-        return std::shared_ptr<ZQREBUSTLLatinAlphabet>(new ZQREBUSTLLatinAlphabet(filler));
-    }
+    static std::shared_ptr<ZQREBUSTLLatinAlphabet> initWithFillerCharacter(char16_t filler);
 
     /// A mark waits for the next byte. A letter that cannot carry it is dropped, the filler takes its place
     /// and the log says so.

@@ -7,8 +7,9 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "zenquor/core/ZQCKTimecode.h"
 #include "zenquor/sidecar/ZQREBUSTLAlphabet.h"
@@ -119,7 +120,7 @@ private:
     ZQREBUSTLSidecar() = default;
 
     void readFile(const std::filesystem::path& url, ZQDictionary properties);
-    void readGeneralBlock(std::span<const std::uint8_t, generalBlockSize> block);
+    void readGeneralBlock(std::string_view block);
     ZQRSubtitleBlockList readBlocks();
     void chooseLanguage(std::int32_t fileLanguage);
 

@@ -66,6 +66,8 @@ void ZQRSRTSidecar::readFile(const std::filesystem::path& url, ZQDictionary side
                                  blocks.size());
         }
     }
+    // An output may look at the lines when it is made.
+    setSubtitleBlocks(blocks);
     setupOutput(integer(ZHLSRTSidecar_Property_Output));
     validateBlocks(blocks, properties());
     setSubtitleBlocks(std::move(blocks));

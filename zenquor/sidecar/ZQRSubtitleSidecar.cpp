@@ -5,6 +5,7 @@
 #include "zenquor/core/ZLGHandle.h"
 #include "zenquor/host/ZHLSidecarProperties.h"
 #include "zenquor/sidecar/ZQRSubtitleOutputCEACC.h"
+#include "zenquor/sidecar/ZQRSubtitleOutputOP47.h"
 
 namespace zenquor {
 namespace {
@@ -93,6 +94,7 @@ void ZQRSubtitleSidecar::prepareBlocks(const ZQRSubtitleBlockList& blocks, std::
 }
 
 void ZQRSubtitleSidecar::setupOutput(std::int32_t kind) {
+    if (kind == OutputOP47) setOutput(ZQRSubtitleOutputOP47::initWithSidecar(shared_from_this()));
     if (kind == OutputCEACC) setOutput(ZQRSubtitleOutputCEACC::initWithSidecar(shared_from_this()));
 }
 
