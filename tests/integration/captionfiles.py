@@ -1,0 +1,56 @@
+"""Small caption files to start from, and a reader of SubRip that shares no code with the library."""
+import re
+
+SUBTITLES = """1
+00:00:01,000 --> 00:00:02,500
+Hello, world.
+
+2
+00:00:03,000 --> 00:00:04,500
+Two lines of text:
+don't lose either.
+
+3
+00:00:04,520 --> 00:00:06,000
+Caf\u00e9 at 10:30 (100 %)
+
+4
+00:00:08,000 --> 00:00:10,000
+The end.
+"""
+
+
+def seconds(text):
+    hours, minutes, rest = re.match(r"(\d+):(\d+):([\d,]+)", text).groups()
+    return int(hours) * 3600 + int(minutes) * 60 + float(rest.replace(",", "."))
+
+
+def cues(srt):
+    """(in, out, words) of each cue; markup, positions and the shape of quotes are the reader's own."""
+    result = []
+    for block in re.split(r"\n\s*\n", srt.replace("\r", "").strip()):
+        lines = block.splitlines()
+        start, end = re.split(r"\s+-->\s+", lines[1])
+        text = re.sub(r"<[^>]*>|\{[^}]*\}|\\h", "", "\n".join(lines[2:])).replace("\u2019", "'")
+        result.append((seconds(start), seconds(end), "\n".join(" ".join(line.split()) for line in text.splitlines())))
+    return result
+
+
+def scc(lines):
+    return "Scenarist_SCC V1.0\n\n" + "".join(line + "\n\n" for line in lines)
+
+
+def stl(blocks, language="08", format_code="STL25.01", row=20):
+    """An EBU STL file of single blocks: (in, out, lines) each."""
+    gsi = bytearray(b" " * 1024)
+    for offset, text in ((0, "850"), (3, format_code), (11, "1"), (12, "00"), (14, language), (236, "01"),
+                         (238, f"{len(blocks):05}"), (243, f"{len(blocks):05}"), (248, "001"), (251, "40"), (253, "23"),
+                         (255, "1"), (256, "00000000"), (264, "00000000"), (272, "1"), (273, "1")):
+        gsi[offset:offset + len(text)] = text.encode()
+    data = bytes(gsi)
+    for number, (start, end, lines) in enumerate(blocks):
+        times = bytes(int(part) for time in (start, end) for part in time.split(":"))
+        text = b"\x8a\x8a".join(b"\x0d\x0b\x0b" + line.encode("ascii") + b"\x0a\x0a" for line in lines)
+        data += bytes([0]) + number.to_bytes(2, "little") + b"\xff\x00" + times + bytes([row, 2, 0])
+        data += text.ljust(112, b"\x8f")
+    return data
