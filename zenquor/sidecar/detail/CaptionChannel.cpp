@@ -219,7 +219,7 @@ void CaptionChannel::setBaseRow(int row, const Now& now) {
     const int before = std::exchange(cursor_.row, row);
     if (row == before || displayed_.screen().isEmpty()) return;
     const int count = std::min(depth_, before);
-    displayed_.replace(now, [&](CaptionScreen& screen) { screen.moveRows(count, before, row); });
+    displayed_.rearrange(now, [&](CaptionScreen& screen) { screen.moveRows(count, before, row); });
 }
 
 void CaptionChannel::paintOn() {

@@ -69,6 +69,7 @@ void CaptionWindow::put(int row, int column, const CaptionScreen::Cell& cell, co
     const bool empties = changes && !cell.isVisible() && screen_.visibleCells() == 1;
     if (empties || (changes && dividesAtNextChange_)) end(now);
     screen_.put(row, column, cell);
+    isWritten_ = isWritten_ || changes;
     beginIfVisible(now);
 }
 
@@ -76,6 +77,11 @@ void CaptionWindow::replace(const Now& now, const std::function<void(CaptionScre
     end(now);
     edit(screen_);
     beginIfVisible(now);
+}
+
+void CaptionWindow::rearrange(const Now& now, const std::function<void(CaptionScreen&)>& edit) {
+    if (isWritten_) return replace(now, edit);
+    edit(screen_);
 }
 
 void CaptionWindow::erase(const Now& now) {
@@ -92,6 +98,7 @@ void CaptionWindow::beginIfVisible(const Now& now) {
 
 void CaptionWindow::end(const Now& now) {
     dividesAtNextChange_ = false;
+    isWritten_ = false;
     if (!isOpen_) return;
     isOpen_ = false;
     if (in_ == now.timecode) return;  // no viewer saw it

@@ -43,6 +43,9 @@ public:
     void put(int row, int column, const CaptionScreen::Cell& cell, const Now& now);
     /// Ends the block and begins the next with the screen as @p edit leaves it.
     void replace(const Now& now, const std::function<void(CaptionScreen&)>& edit);
+    /// As replace(), but what has not been written to since it appeared stays the same block: rows are rolled
+    /// and then moved to their place, one frame later.
+    void rearrange(const Now& now, const std::function<void(CaptionScreen&)>& edit);
     /// Ends the block and clears the screen.
     void erase(const Now& now);
     /// What is written from now on is something new, not more of the same block.
@@ -56,6 +59,7 @@ private:
     ZQCKTimecode in_;
     Mode mode_ = Mode::PopOn;
     bool isOpen_ = false;
+    bool isWritten_ = false;  // since the block began
     bool dividesAtNextChange_ = false;
 };
 
