@@ -62,9 +62,10 @@ std::string hex(const ZQData& data) {
 void printPlain(const AncillaryPacket& entry) {
     std::string parts;
     for (const auto& part : describePacket(entry.packet)) parts += "  " + part;
+    const auto line = entry.packet->lineNumber() > 0 ? std::to_string(entry.packet->lineNumber()) : "-";
     fmt::print("{:>7}  {}  line {:>3}  {:02X}/{:02X}  {}{}\n", entry.frame,
-               entry.timecode ? entry.timecode->description() : "--:--:--:--", entry.packet->lineNumber(),
-               entry.packet->DID(), entry.packet->SDID(), entry.kind, parts);
+               entry.timecode ? entry.timecode->description() : "--:--:--:--", line, entry.packet->DID(),
+               entry.packet->SDID(), entry.kind, parts);
 }
 
 /// The bytes of a packet as they were read.
@@ -83,7 +84,8 @@ void printJSON(const AncillaryPacket& entry) {
     line["frame"] = entry.frame;
     line["timecode"] = entry.timecode ? nlohmann::ordered_json(entry.timecode->description())
                                       : nlohmann::ordered_json(nullptr);
-    line["line"] = entry.packet->lineNumber();
+    if (const auto number = entry.packet->lineNumber(); number > 0) line["line"] = number;
+    if (entry.packet->lineNumber() <= 0) line["line"] = nullptr;
     line["did"] = entry.packet->DID();
     line["sdid"] = entry.packet->SDID();
     line["kind"] = entry.kind;

@@ -16,14 +16,14 @@ namespace {
 using Visit = std::function<void(const AncillaryPacket&)>;
 
 constexpr const char* captionErrorDomain = "ZQCaptionErrorDomain";
-constexpr int wordsOfEightBits = 1;    // the 291M form of MCC files
-constexpr std::int32_t lineOfMCC = 9;  // MCC files do not tell the line
+constexpr int wordsOfEightBits = 1;      // the 291M form of MCC files
+constexpr std::int32_t unknownLine = 0;  // caption files do not tell the line
 constexpr std::size_t pairSize = 2;
 
 /// A packet of a known kind, or a plain one.
 ZQRVANCPacketPtr packetOf(std::uint8_t did, std::uint8_t sdid, const ZQData& data) {
-    auto packet = ZQRVANCHelper::vancPacketWithLine(lineOfMCC, did, sdid, data);
-    if (!packet) packet = ZQRVANCPacketImpl::initWithDID(did, sdid, lineOfMCC, data);
+    auto packet = ZQRVANCHelper::vancPacketWithLine(unknownLine, did, sdid, data);
+    if (!packet) packet = ZQRVANCPacketImpl::initWithDID(did, sdid, unknownLine, data);
     return packet;
 }
 
@@ -67,7 +67,7 @@ std::int64_t visitCaption(const ZQRSidecarCaption& caption, bool isScenarist, co
     for (std::size_t at = 0; at + pairSize <= data.size(); at += pairSize, timecode.addFrames(1), ++count) {
         visit({framesBetween(first, timecode), timecode, timecode, "SCC",
                ZQRVANCClosedCaptionPacket::closedCaptionPacketWithData(
-                   data.slice(at, pairSize), ZQRVANCClosedCaptionPacket::TypeCEA608)});
+                   data.slice(at, pairSize), ZQRVANCClosedCaptionPacket::TypeCEA608, unknownLine)});
     }
     return count;
 }

@@ -34,7 +34,7 @@ double secondsAfter(const ZQCKTimecode& asked, const ZQCKTimecode& real) {
 
 std::string quoted(std::string text) {
     for (char& c : text) c = c == '\n' ? '|' : c;
-    return "\"" + text + "\"";
+    return fmt::format("\"{}\"", text);
 }
 
 }  // namespace

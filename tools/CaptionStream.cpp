@@ -115,6 +115,9 @@ ZQDictionary CaptionStream::properties() const {
         {ZHLSubtitleSidecar_Property_DoubleHeightSubtitles, settings_.doubleHeight},
         {ZHLSubtitleSidecar_Property_FillerCharacter, teletext ? teletextFiller : 0},
     };
+    // Rows of double height leave every second row of their file empty.
+    properties.set(ZHLEBUSTLSidecar_Property_RemoveEmptyLines, true);
+    properties.set(ZHLEBUSTLSidecar_Property_ValidateVerticalPosition, true);
     if (kind_ != CaptionFileKind::SubRip)
         properties.set(ZHLSubtitleSidecar_Property_TimecodeType, timecodeOfFrames);
     if (settings_.language) properties.set(ZHLSubtitleSidecar_Property_OverrideLanguage, *settings_.language);
