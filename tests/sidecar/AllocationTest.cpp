@@ -1,0 +1,58 @@
+// A caption sidecar stands on the frame's road: a frame without captions costs its packet and the list.
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "sidecar/Support.h"
+#include "zenquor/sidecar/ZQRSCCSidecar.h"
+
+namespace {
+
+std::atomic<int> allocations{0};
+
+}  // namespace
+
+// Not inlined: the compiler would otherwise see malloc() meet operator delete.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    allocations.fetch_add(1);
+    if (void* block = std::malloc(size != 0 ? size : 1)) return block;
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+    std::free(block);
+}
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
+
+namespace zenquor {
+namespace {
+
+constexpr int packetAndList = 3;  // the packet with its reference count, the list
+constexpr int bytesOfPacket = 1;
+
+/// Allocations of one frame, after @p frame - 1 was played.
+int allocationsAt(ZQRSidecar& sidecar, std::int64_t frame) {
+    const auto time = ZQCKTimecode::timecodeWithFrames(frame, ZQCKTimebase::timebaseForFramerate(3));
+    sidecar.vancPacketsAtTimecode(time.addingFrames(-1));
+    const int before = allocations.load();
+    sidecar.vancPacketsAtTimecode(time);
+    return allocations.load() - before;
+}
+
+TEST(Allocations, FramesOfSidecarsAllocateNoMoreThanTheyReturn) {
+    const test::TempDirectory folder;
+    const auto scc = ZQRSCCSidecar::initForReadingWithURL(
+        folder.write("a.scc", "Scenarist_SCC V1.0\n00:00:01:00\t9420 9420\n"));
+    const auto mcc = ZQRMCCSidecar::initForReadingWithURL(
+        folder.write("a.mcc", "File Format=MacCaption_MCC V1.0\n00:00:01:00\tT03112233CB\n"));
+    EXPECT_EQ(allocationsAt(*scc, 2), packetAndList);
+    EXPECT_EQ(allocationsAt(*mcc, 2), packetAndList + bytesOfPacket);
+    EXPECT_EQ(allocationsAt(*scc, 31), packetAndList + bytesOfPacket);
+    EXPECT_EQ(allocationsAt(*mcc, 30), packetAndList + bytesOfPacket);
+    EXPECT_EQ(allocationsAt(*scc, 100), packetAndList) << "at the end of the file";
+    EXPECT_EQ(allocationsAt(*mcc, 100), packetAndList + bytesOfPacket);
+}
+
+}  // namespace
+}  // namespace zenquor
