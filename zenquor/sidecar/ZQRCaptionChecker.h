@@ -24,7 +24,7 @@ class StreamCheck;
 ///
 /// The sidecars stop at the first line that they cannot read; the check goes on to the end and says what is
 /// lost. A finding that repeats is told a few times, and the last of these says how often more it was met and
-/// where last; a report holds at most maximumRemarks remarks.
+/// where last; a report holds at most maximumRemarks remarks, and one that counts the rest.
 ///
 /// Lifecycle:     checkFile() needs no object. For streams: make one, addVancPackets() for every frame in
 ///                order, finish() once.
@@ -35,7 +35,7 @@ class ZQRCaptionChecker final {
 public:
     static constexpr std::size_t maximumRemarks = 200;
     /// Larger files are checked up to here, which is remarked.
-    static constexpr std::uintmax_t maximumFileBytes = std::uintmax_t{256} << 20;
+    static constexpr std::uintmax_t maximumFileBytes = std::uintmax_t{64} << 20;
 
     struct Options {
         /// The frame rate that SubRip times are played at, and that of a stream's timecodes. SCC, MCC and STL
@@ -64,7 +64,7 @@ public:
         bool dropFrame = false;             ///< the timecodes are drop-frame
         std::optional<ZQCKTimecode> first;  ///< timecode of the first line, block or frame with captions
         std::optional<ZQCKTimecode> last;   ///< and of the last
-        ZQRCaptionRemarkList remarks;       ///< in the order of the file, each finding where first met
+        ZQRCaptionRemarkList remarks;       ///< in the order in which they were found
     };
 
     /// Checks an SCC, MCC, SubRip or EBU STL file; told apart by content first, by extension second. A file
