@@ -36,7 +36,7 @@ public:
     /// The same with one operation; without it when addOperation() refuses it.
     static std::shared_ptr<ZQRVANCSCTEPacket> initWithOperation(ZQRVANCSCTEOperation operation);
     /// A packet read from user data words. Time stamps of messages are not understood: a message that has one
-    /// loses its operations.
+    /// loses or misreads its operations.
     static std::shared_ptr<ZQRVANCSCTEPacket> initWithDID(std::int32_t did, std::int32_t sdid,
                                                           std::int32_t line, ZQData data);
 
