@@ -17,21 +17,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     FUZZ_CHECK(packet->packets().size() <= size / 45);
     FUZZ_CHECK(!packet->debugDescription().empty());
 
-    // What is written reads back the same.
+    // What is written reads back the same, but for what no descriptor can say.
+    const auto packets = packet->packets();
+    const auto isDescribed = [](const auto& each) { return each.oddField() || each.lineNumber() != 0; };
+    const auto described = std::count_if(packets.begin(), packets.end(), isDescribed);
     const ZQData written = packet->sdiData();
     const auto again = OP47::initWithDID(0x43, 0x02, 12, written);
     FUZZ_CHECK(again->valid());
-    FUZZ_CHECK(again->packets().size() == packet->packets().size());
+    FUZZ_CHECK(again->packets().size() == static_cast<std::size_t>(described));
     FUZZ_CHECK(again->sdiData() == written);
+    FUZZ_CHECK(!packet->valid() || written.size() <= size);
 
-    // Sound packets come back byte for byte, but for the places of their descriptors.
-    const auto packets = packet->packets();
-    const bool isSound = packet->valid() && std::all_of(packets.begin(), packets.end(),
-                                                        [](const auto& each) { return each.valid(); });
-    FUZZ_CHECK(!isSound || written.size() == size);
     OP47::finishOP47Packet(packet);
     FUZZ_CHECK(packet->packets().size() >= 3);
-    FUZZ_CHECK(OP47::initWithDID(0x43, 0x02, 12, packet->sdiData())->packets().size() ==
-               packet->packets().size());
+    FUZZ_CHECK(OP47::initWithDID(0x43, 0x02, 12, packet->sdiData())->valid());
     return 0;
 }
