@@ -45,9 +45,10 @@ public:
         std::int32_t columns = 32;       ///< characters of a row that SubRip lines are wrapped to
         std::int32_t rows = 4;           ///< rows that a SubRip block may take
         bool allowWestEuropean = false;  ///< SubRip files may use the West European sets of CEA-608
-        /// SubRip files are meant for OP-47 teletext, which needs neither the characters nor the pace of
-        /// CEA-608.
+        /// SubRip files are meant for OP-47 teletext, which has other characters than CEA-608 and sends a
+        /// block within one frame.
         bool teletext = false;
+        std::uint32_t teletextCharacterSet = 0;  ///< as in ZQRVANCTeletextPacket
     };
 
     struct Report {

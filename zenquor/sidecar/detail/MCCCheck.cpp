@@ -326,8 +326,8 @@ void MCCCheck::finish() {
     }
     if (stoppedAt_) {
         remarks_.add(readerStops, {std::nullopt, *stoppedAt_}, [&] {
-            return fmt::format("The sidecar stops reading at this line: {} behind it not played.",
-                               counted(unread_, "caption line") + (unread_ == 1 ? " is" : " are"));
+            return fmt::format("The sidecar stops reading at this line: {} behind it {} not played.",
+                               counted(unread_, "caption line"), unread_ == 1 ? "is" : "are");
         });
     }
     if (!isReading_) {

@@ -46,11 +46,13 @@ bool RemarkCollector::takes(const Finding& finding, const Place& place, std::uin
             return false;
         }
         found = groups_.emplace(key, Group{}).first;
-        found->second.shown = finding.shown;
     }
     current_ = &found->second;
     current_->last = place;
-    return current_->count++ < finding.shown && remarks_.size() < limit_;
+    ++current_->count;
+    if (current_->told >= finding.shown || remarks_.size() >= limit_) return false;
+    ++current_->told;
+    return true;
 }
 
 void RemarkCollector::append(const Finding& finding, const Place& place, std::string text) {
@@ -67,11 +69,11 @@ void RemarkCollector::addForeign(const ZQRCaptionRemark& remark) {
 
 ZQRCaptionRemarkList RemarkCollector::finish() {
     for (const auto& [key, group] : groups_) {
-        const std::int64_t more = group.count - group.shown;
+        const std::int64_t more = group.count - group.told;
         if (more <= 0) continue;
         std::string& text = remarks_[group.remark].text;
         const std::string last = nameOf(group.last);
-        if (group.shown == 1) {
+        if (group.told == 1) {
             text += fmt::format(" Found {} times", group.count);
         } else {
             text += fmt::format(" {} more like this follow", more);

@@ -45,7 +45,7 @@ public:
 private:
     struct Group {
         std::int64_t count = 0;
-        std::int64_t shown = 1;
+        std::int64_t told = 0;
         std::size_t remark = 0;  // the last that was told
         Place last;
     };

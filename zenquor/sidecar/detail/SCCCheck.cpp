@@ -173,8 +173,7 @@ void SCCCheck::checkRoom(std::int64_t distance) {
     if (excess <= 0) return;
     remarks_.add(overrun, previous_->place, [&] {
         std::string text = fmt::format(
-            "The line needs {} frames, one for each pair, but the next line starts after {}: {} frames too "
-            "many. "
+            "The line needs {}, one for each pair, but the next line starts after {}: {} too many. "
             "The next line loses as many pairs at its start.",
             counted(previous_->pairs, "frame"), distance, excess);
         if (previous_->flip && *previous_->flip >= distance) {
@@ -239,8 +238,8 @@ void SCCCheck::finish() {
     }
     if (stoppedAt_) {
         remarks_.add(readerStops, {std::nullopt, *stoppedAt_}, [&] {
-            return fmt::format("The sidecar stops reading at this line: {} behind it not played.",
-                               counted(unread_, "caption line") + (unread_ == 1 ? " is" : " are"));
+            return fmt::format("The sidecar stops reading at this line: {} behind it {} not played.",
+                               counted(unread_, "caption line"), unread_ == 1 ? "is" : "are");
         });
     }
     if (!isReading_) {

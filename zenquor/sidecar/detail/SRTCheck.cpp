@@ -11,6 +11,7 @@
 #include "zenquor/sidecar/ZQRSubtitleBlock.h"
 #include "zenquor/sidecar/detail/ShownText.h"
 #include "zenquor/vanc/ZQRVANCCEA608Packet.h"
+#include "zenquor/vanc/ZQRVANCTeletextPacket.h"
 
 namespace zenquor::detail {
 namespace {
@@ -288,8 +289,8 @@ void SRTCheck::checkText(const Block& block, const Place& place) {
     ZQRSubtitleLineList lines;
     for (const std::string_view line : block.texts) {
         std::u16string text = checkMarkup(line, place);
+        if (isUTF8_) checkCharacters(text, place);
         if (!options_.teletext) {
-            if (isUTF8_) checkCharacters(text, place);
             text = ZQRCaptionCharacters::fitted(text, options_.allowWestEuropean);
         }
         const auto columns = static_cast<std::size_t>(std::max(options_.columns, 1));
@@ -339,18 +340,40 @@ std::u16string SRTCheck::checkMarkup(std::string_view line, const Place& place) 
     return text;
 }
 
+std::u16string_view SRTCheck::teletextCharacters() {
+    if (teletextCharacters_.empty()) {
+        std::array<std::uint8_t, 0x60> codes{};
+        for (std::size_t i = 0; i < codes.size(); ++i) codes[i] = static_cast<std::uint8_t>(0x20 + i);
+        const auto set = ZQRVANCTeletextPacket::displayedCharacterSet(options_.teletextCharacterSet);
+        teletextCharacters_ = ZQRVANCTeletextPacket::decodedData(codes, set);
+    }
+    return teletextCharacters_;
+}
+
+/// Also true for what a viewer would not notice.
+bool SRTCheck::canSend(char16_t character) {
+    const auto replacement = ZQRCaptionCharacters::replacementFor(character, options_.allowWestEuropean);
+    if (replacement && replacement->looksAlike) return true;
+    if (options_.teletext) return teletextCharacters().find(character) != std::u16string_view::npos;
+    return ZQRCaptionCharacters::fits({&character, 1}, options_.allowWestEuropean);
+}
+
 void SRTCheck::checkCharacters(std::u16string_view text, const Place& place) {
     for (const char16_t character : text) {
         std::uint8_t& verdict = fits_[character];
-        if (verdict == 0) {
-            const std::u16string_view one(&character, 1);
-            const auto replacement =
-                ZQRCaptionCharacters::replacementFor(character, options_.allowWestEuropean);
-            const bool passes = ZQRCaptionCharacters::fits(one, options_.allowWestEuropean) ||
-                                (replacement && replacement->looksAlike) || character == u'\uFFFD';
-            verdict = passes ? 1 : 2;
-        }
+        if (verdict == 0) verdict = character < 0x20 || canSend(character) ? 1 : 2;
         if (verdict == 1) continue;
+        if (options_.teletext) {
+            remarks_.add(
+                replacedCharacter, place,
+                [&] {
+                    return fmt::format(
+                        "The teletext character set lacks \"{}\": a near character is sent, or none.",
+                        utf8FromUTF16({&character, 1}));
+                },
+                character);
+            continue;
+        }
         const auto replacement = ZQRCaptionCharacters::replacementFor(character, options_.allowWestEuropean);
         if (!replacement) {
             lose(character, place);

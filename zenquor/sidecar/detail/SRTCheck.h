@@ -52,6 +52,8 @@ private:
     void checkText(const Block& block, const Place& place);
     std::u16string checkMarkup(std::string_view line, const Place& place);
     void checkCharacters(std::u16string_view text, const Place& place);
+    std::u16string_view teletextCharacters();
+    bool canSend(char16_t character);
     void lose(char16_t character, const Place& place);
     void checkRows(const std::vector<std::u16string>& rows, const Place& place);
     void checkPace(const Block& block, const std::vector<std::u16string>& rows, const Place& place);
@@ -68,6 +70,7 @@ private:
     std::int64_t freeAt_ = 0;         // the frame on which the line is free for the next pair
     std::vector<std::uint8_t> fits_;  // by character: 0 not looked at, 1 fits, 2 does not
 
+    std::u16string teletextCharacters_;
     bool isUTF8_ = true;
     std::u16string lost_;  // characters without a neighbour, each once
     std::int64_t lostCount_ = 0;

@@ -59,6 +59,8 @@ constexpr unsigned lastOpenPosition = 99;
 constexpr int teletextColumns = 40;
 constexpr int boxCodes = 2;      // of each kind, added where a row has none
 constexpr int rowsOfPacket = 3;  // besides the page's header
+/// Many deliveries open with a subtitle at zero that carries notes about the file, no longer than this.
+constexpr std::uint32_t zeroSubtitleFrames = 8;
 constexpr std::uint8_t doubleHeight = 0x0D;
 constexpr std::uint8_t startBox = 0x0B;
 constexpr std::uint8_t endBox = 0x0A;
@@ -356,6 +358,7 @@ void STLCheck::checkLabel(const TimecodeLabel& label, const char* name, const Pl
 void STLCheck::checkTimes(const Block& block) {
     const ZQCKTimecode in = block.in.timecode(timebase_);
     const ZQCKTimecode out = block.out.timecode(timebase_);
+    if (in.framesSinceMidnight() == 0 && out.framesSinceMidnight() <= zeroSubtitleFrames) return;
     if (!report_.first) checkFirstTime(in, block.place);
     if (!report_.first) report_.first = in;
     report_.last = in;
