@@ -5,6 +5,8 @@
 
 #include "sidecar/Support.h"
 #include "zenquor/sidecar/ZQRSCCSidecar.h"
+#include "zenquor/sidecar/ZQRTeletextPageReader.h"
+#include "zenquor/vanc/ZQRVANCOP47Packet.h"
 
 namespace {
 
@@ -52,6 +54,32 @@ TEST(Allocations, FramesOfSidecarsAllocateNoMoreThanTheyReturn) {
     EXPECT_EQ(allocationsAt(*mcc, 30), packetAndList + bytesOfPacket);
     EXPECT_EQ(allocationsAt(*scc, 100), packetAndList) << "at the end of the file";
     EXPECT_EQ(allocationsAt(*mcc, 100), packetAndList + bytesOfPacket);
+}
+
+TEST(Allocations, FramesOfFillersAndRepeatsCostATeletextReaderNothing) {
+    const auto begin = [](std::int32_t line) { return ZQRVANCOP47Packet::beginOP47PacketWithLine(line); };
+    const auto page = begin(12);
+    page->appendPacket(ZQRVANCTeletextPacket::initSubtitleHeaderWithColour(7, u' ', 0));
+    page->appendPacket(ZQRVANCTeletextPacket::initSubtitleWithLine(20, u' ', 0, u"\x0B\x0BText"));
+    const ZQRVANCPacketList fillers = {ZQRVANCOP47Packet::finishOP47Packet(begin(12)),
+                                       ZQRVANCOP47Packet::finishOP47Packet(begin(575))};
+    const ZQData bytes = fillers[0]->sdiData();
+    const ZQRVANCPacketList bare = {ZQRVANCPacketImpl::initWithDID(0x43, 0x02, 12, bytes)};
+
+    ZQRTeletextPageReader reader({}, {});
+    std::int64_t frame = 0;
+    const auto cost = [&](const ZQRVANCPacketList& packets) {
+        const int before = allocations.load();
+        for (int i = 0; i < 5; ++i) reader.addVancPackets(packets, ZQCKTimecode().addingFrames(frame++));
+        return allocations.load() - before;
+    };
+    EXPECT_GT(cost({page}), 0);
+    EXPECT_EQ(cost(fillers), 0);
+    EXPECT_EQ(cost(bare), 0);
+    EXPECT_EQ(reader.statistics().fillers, 45U);
+    const ZQRVANCPacketList again = {page};
+    EXPECT_EQ(cost(again), 0);
+    EXPECT_EQ(reader.statistics().repeats, 8U);
 }
 
 }  // namespace

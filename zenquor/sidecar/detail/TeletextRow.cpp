@@ -36,7 +36,7 @@ TeletextRow::TeletextRow(const Codes& codes, const Characters& enhancements, boo
     std::replace(readable.begin(), readable.end(), teletextDamaged, std::uint8_t{FirstCharacter});
     const std::u16string characters = ZQRVANCTeletextPacket::decodedData(readable, characterSet);
     Attributes attributes;
-    bool covered = false;  // by the right half of a character of double width
+    bool wide = false;  // the character before is
     for (std::size_t i = 0; i < readable.size(); ++i) {
         const std::uint8_t code = readable[i];
         isControl_[i] = code < FirstCharacter;
@@ -44,8 +44,9 @@ TeletextRow::TeletextRow(const Codes& codes, const Characters& enhancements, boo
         char16_t character = characters[i];
         if (isControl_[i] || (attributes.mosaics && isMosaic(code))) character = u' ';
         if (enhancements[i] != 0) character = enhancements[i];
-        if (!covered || isControl_[i]) show(i, character, attributes, boxesOnly);
-        covered = attributes.doubleWidth && !covered && !isControl_[i];
+        isCovered_[i] = wide && !isControl_[i];
+        if (!isCovered_[i]) show(i, character, attributes, boxesOnly);
+        wide = attributes.doubleWidth && !isCovered_[i] && !isControl_[i];
         if (isControl_[i]) applyAfterCode(code, attributes);
     }
 }
@@ -90,6 +91,7 @@ TeletextPicture::Row TeletextRow::text(int row) const {
     std::size_t spaces = 0;
     bool control = false;
     for (std::size_t i = 0; i < shown_.size(); ++i) {
+        if (isCovered_[i]) continue;
         if (shown_[i] == u' ') {
             ++spaces;
             control = control || isControl_[i];

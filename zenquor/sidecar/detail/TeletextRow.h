@@ -48,6 +48,7 @@ private:
     Characters shown_;
     std::array<std::uint8_t, TeletextPage::columnCount> colours_{};
     std::array<bool, TeletextPage::columnCount> isControl_{};
+    std::array<bool, TeletextPage::columnCount> isCovered_{};  // by the right half of the character before
     bool doubleHeight_ = false;
     bool textOutsideBoxes_ = false;
 };
