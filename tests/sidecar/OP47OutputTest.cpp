@@ -93,10 +93,11 @@ TEST_F(OP47Output, putsOnTheWireWhatTheTeletextStandardSays) {
     play({block});
     const ZQData bytes = step(0)[0]->sdiData();
     ASSERT_EQ(bytes.size(), 13 + 3 * 45U);
-    // Header of page 888, magazine 8 sent as 0: Hamming 8/4 bytes of 0, 0, 8, 8, subcode 8 with C4, C6, C7, C9.
+    // Header of page 888, magazine 8 sent as 0: Hamming 8/4 bytes of 0, 0, 8, 8, subcode 8 with C4, C6, C7, C9; then
+    // white.
     const std::vector<std::uint8_t> header = {0x55, 0x55, 0x27, 0x15, 0x15, 0xD0, 0xD0,
-                                              0xD0, 0xD0, 0x15, 0xD0, 0x73, 0x15};
-    EXPECT_EQ(std::vector<std::uint8_t>(bytes.data() + 9, bytes.data() + 22), header);
+                                              0xD0, 0xD0, 0x15, 0xD0, 0x73, 0x15, 0x07};
+    EXPECT_EQ(std::vector<std::uint8_t>(bytes.data() + 9, bytes.data() + 23), header);
     const std::vector<std::uint8_t> row = {0x55, 0x55, 0x27, 0x15, 0x9B, 0x0B, 0x0B,
                                            0xC8, 0xE9, 0x8A, 0x8A, 0x20, 0x20};
     EXPECT_EQ(std::vector<std::uint8_t>(bytes.data() + 54, bytes.data() + 67), row);
@@ -224,6 +225,14 @@ TEST_F(OP47Output, putsColourCodesWhereRunsStart) {
     EXPECT_EQ(textOf(font("00FFFF", font("000000", "ab"))), std::string("\x0B\x0B\x06\x00"
                                                                         "ab\x0A\x0A",
                                                                         8));
+    // On the next line the run goes on from the first character, which is the box.
+    const auto file =
+        folder.write("b.srt", "1\n00:00:01,000 --> 00:00:02,000\n<font color=\"FF0000\">a\nb\n\n");
+    sidecar = ZQRSRTSidecar::initForReadingWithURL(file, {{ZHLSRTSidecar_Property_Timebase, 2}});
+    EXPECT_THAT(sentIn(step(25)[0]).texts, ElementsAre("\x0B\x0B\x01"
+                                                       "a\x0A\x0A",
+                                                       "\x01\x0B\x0B"
+                                                       "b\x0A\x0A"));
     const LogCapture log;
     EXPECT_EQ(textOf(std::string("a").append(font("#FF0000", "b"))),
               "\x0B\x0B"
@@ -277,6 +286,20 @@ TEST_F(OP47Output, playsAnEBUSTLFileInItsLanguage) {
     // The German set has Ü at 5/13, ü at 7/13 and ß at 7/14.
     EXPECT_THAT(sent.texts, ElementsAre(std::string(14, ' ') + "\x0D\x0B\x0B]ber\x0A\x0A",
                                         std::string(13, ' ') + "\x0B\x0B\x0DGr}~e\x0A\x0A"));
+}
+
+TEST_F(OP47Output, takesFillerAndValidationFromThePropertiesOfAnEBUSTLFile) {
+    const test::TempDirectory folder;
+    const auto file = folder.write("a.stl", test::stlFile({{.text = "a\xC2"
+                                                                    "Bc",
+                                                            .row = 254}}));
+    sidecar = ZQREBUSTLSidecar::initForReadingWithURL(
+        file, {{ZHLSubtitleSidecar_Property_FillerCharacter, '*'},
+               {ZHLEBUSTLSidecar_Property_ValidateVerticalPosition, true}});
+    const Sent sent = sentIn(step(25)[0]);
+    EXPECT_THAT(sent.rows, ElementsAre(0, 23, 31));
+    EXPECT_THAT(sent.texts, ElementsAre("\x0B\x0B"
+                                        "a*c\x0A\x0A"));
 }
 
 }  // namespace
