@@ -140,7 +140,7 @@ TEST_F(MCCSidecar, OnlyVersion2KnowsSuffixes) {
         EXPECT_EQ(caption->line(), 0) << line;
         EXPECT_FALSE(caption->endTimecode()) << line;
     }
-    EXPECT_EQ(second->decodeCaptionForLine("00:00:01:00\tabG")->data(), (Bytes{0xAB, 0xFA, 0, 0}));
+    EXPECT_THAT(second->decodeCaptionForLine("00:00:01:00\tabG")->data(), ElementsAre(0xAB, 0xFA, 0, 0));
 }
 
 TEST_F(MCCSidecar, PlaysTheFirstLineOfATimecode) {

@@ -55,11 +55,14 @@ std::optional<std::uint8_t> hexadecimalDigit(char character) {
 
 constexpr std::size_t longestLetter = 27;
 
-/// A letter's bytes side by side, with room for copying a fixed size.
+/// A letter's bytes side by side, in a size that copies at once.
 struct LetterBytes {
-    std::array<std::uint8_t, longestLetter> bytes;
+    std::array<std::uint8_t, 31> bytes;
     std::uint8_t size;
 };
+static_assert(longestLetter < sizeof(LetterBytes));
+/// What decoding may write beyond a letter's bytes.
+constexpr std::size_t slack = sizeof(LetterBytes);
 
 constexpr auto letterBytes = [] {
     std::array<LetterBytes, std::size(letters)> table = {};
@@ -126,7 +129,7 @@ Position decodeLettersAndDigits(Position at, const char* end, const std::uint8_t
     while (at.next != end && at.out < limit) {
         if (kindOf(*at.next) == letterKind) {
             const LetterBytes& expansion = letterBytes[*at.next - firstLetter];
-            std::memcpy(at.out, expansion.bytes.data(), longestLetter);
+            std::memcpy(at.out, &expansion, slack);
             at = {at.next + 1, at.out + expansion.size};
             continue;
         }
@@ -192,16 +195,25 @@ Encoding encodingOf(std::span<const std::uint8_t> bytes) {
     return best.letter ? best : Encoding{nullptr, spelledOut};
 }
 
+/// Whether eight characters are two digits, ":" or ";", and so on: "00:00:00". All at once, because every line
+/// of a caption file is looked at; the form reads the same from both ends, so byte order does not matter.
+bool areThreeNumbers(const char* text) {
+    constexpr std::uint64_t separators = 0x0000'FF00'00FF'0000;
+    std::uint64_t characters = 0;
+    std::memcpy(&characters, text, sizeof characters);
+    const std::uint64_t values = characters ^ 0x3030'3030'3030'3030;  // 0 to 9, ":" 10 and ";" 11
+    const std::uint64_t carried = values + (0x0606'0606'0606'0606 & ~separators);
+    const bool areSmall = ((values | carried) & 0xF0F0'F0F0'F0F0'F0F0) == 0;
+    return areSmall && (values & separators & 0xFEFE'FEFE'FEFE'FEFE) == (separators & 0x0A0A'0A0A'0A0A'0A0A);
+}
+
 }  // namespace
 
 bool ZQRSidecarCaption::validateTimecode(std::string_view text, ZQCKTimebase timebase) {
     constexpr std::size_t timecodeLength = 11;
     if (text.size() <= timecodeLength) return false;
-    for (std::size_t i = 0; i < timecodeLength; ++i) {
-        const bool isSeparator = i == 2 || i == 5 || i == 8;
-        const char c = text[i];
-        if (isSeparator ? c != ':' && c != ';' : c < '0' || c > '9') return false;
-    }
+    // The first and the last eight characters have the same form.
+    if (!areThreeNumbers(text.data()) || !areThreeNumbers(text.data() + 3)) return false;
     const auto number = [text](std::size_t i) {
         return static_cast<unsigned>(text[i] - '0') * 10 + static_cast<unsigned>(text[i + 1] - '0');
     };
@@ -225,26 +237,44 @@ bool ZQRSidecarCaption::appendNibble(char character, bool allowMCCEncoding) {
 }
 
 bool ZQRSidecarCaption::appendText(std::string_view text, bool allowMCCEncoding) {
-    std::array<std::uint8_t, 512> bytes;
-    const std::uint8_t* const limit = bytes.data() + bytes.size() - longestLetter;
+    std::array<std::uint8_t, 512> memory;
     const char* next = text.data();
     const char* const end = next + text.size();
     while (next != end) {
-        Position at = {next, bytes.data()};
+        const bool isInPlace = !isLong() && shortSize_ + slack < shortData_.size();
+        const auto room = isInPlace ? std::span(shortData_).subspan(shortSize_) : std::span(memory);
+        Position at = {next, room.data()};
+        const std::uint8_t* const limit = room.data() + room.size() - slack;
         if (!isHighNibblePending_) at = decodeWholeBytes(at, end, limit, allowMCCEncoding);
-        if (at.next != next) {
-            data_.insert(data_.end(), bytes.data(), at.out);
-            next = at.next;
-        } else if (!appendNibble(*next++, allowMCCEncoding)) {
-            return false;
+        if (at.next == next) {
+            if (!appendNibble(*next++, allowMCCEncoding)) return false;
+            continue;
+        }
+        next = at.next;
+        if (isInPlace) {
+            shortSize_ += static_cast<std::size_t>(at.out - room.data());
+        } else {
+            append({room.data(), at.out});
         }
     }
     return true;
 }
 
+void ZQRSidecarCaption::append(std::span<const std::uint8_t> bytes) {
+    if (!isLong() && bytes.size() <= shortData_.size() - shortSize_) {
+        std::copy(bytes.begin(), bytes.end(), shortData_.begin() + shortSize_);
+        shortSize_ += bytes.size();
+        return;
+    }
+    if (!isLong()) longData_.assign(shortData_.begin(), shortData_.begin() + shortSize_);
+    longData_.insert(longData_.end(), bytes.begin(), bytes.end());
+    shortSize_ = 0;
+}
+
 void ZQRSidecarCaption::appendNibbleValue(std::uint8_t nibble) {
     if (isHighNibblePending_) {
-        data_.push_back(static_cast<std::uint8_t>(pendingByte_ | nibble));
+        const std::uint8_t byte[] = {static_cast<std::uint8_t>(pendingByte_ | nibble)};
+        append(byte);
     } else {
         pendingByte_ = static_cast<std::uint8_t>(nibble << 4);
     }
@@ -252,11 +282,13 @@ void ZQRSidecarCaption::appendNibbleValue(std::uint8_t nibble) {
 }
 
 void ZQRSidecarCaption::appendData(std::span<const std::uint8_t> pair) {
-    if (pair.size() == 2) data_.insert(data_.end(), pair.begin(), pair.end());
+    if (pair.size() == 2) append(pair);
 }
 
 void ZQRSidecarCaption::replaceData(std::span<const std::uint8_t> data) {
-    data_.assign(data.begin(), data.end());
+    shortSize_ = 0;
+    longData_.clear();
+    append(data);
 }
 
 void ZQRSidecarCaption::encodeData(std::string& text, bool allowMCCEncoding) const {
@@ -268,14 +300,15 @@ void ZQRSidecarCaption::encodeData(std::string& text, bool allowMCCEncoding) con
 }
 
 void ZQRSidecarCaption::encodePairs(std::string& text) const {
-    for (std::size_t i = 0; i + 1 < data_.size(); i += 2) {
-        fmt::format_to(std::back_inserter(text), "{}{:02X}{:02X}", i == 0 ? '\t' : ' ', data_[i],
-                       data_[i + 1]);
+    const auto bytes = data();
+    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+        fmt::format_to(std::back_inserter(text), "{}{:02X}{:02X}", i == 0 ? '\t' : ' ', bytes[i],
+                       bytes[i + 1]);
     }
 }
 
 void ZQRSidecarCaption::encodeLetters(std::string& text) const {
-    std::span<const std::uint8_t> rest = data_;
+    std::span<const std::uint8_t> rest = data();
     while (!rest.empty()) {
         const Encoding next = encodingOf(rest);
         if (next.letter) {
@@ -291,8 +324,13 @@ void ZQRSidecarCaption::encodeLetters(std::string& text) const {
 
 void ZQRSidecarCaption::stripTrailingEmtpy608Packets() {
     const auto isEmpty = [](std::uint8_t byte) { return (byte & 0x7F) == 0; };
-    while (data_.size() >= 2 && isEmpty(data_[data_.size() - 1]) && isEmpty(data_[data_.size() - 2])) {
-        data_.resize(data_.size() - 2);
+    const auto bytes = data();
+    std::size_t size = bytes.size();
+    while (size >= 2 && isEmpty(bytes[size - 1]) && isEmpty(bytes[size - 2])) size -= 2;
+    if (isLong()) {
+        longData_.resize(size);
+    } else {
+        shortSize_ = size;
     }
 }
 

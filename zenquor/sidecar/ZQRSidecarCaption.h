@@ -1,6 +1,7 @@
 #pragma once
 // One line of a caption file: a timecode and its bytes.
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -38,7 +39,11 @@ public:
     void setField(std::int32_t field) { field_ = field; }
     std::int32_t line() const { return line_; }
     void setLine(std::int32_t line) { line_ = line; }
-    const std::vector<std::uint8_t>& data() const { return data_; }
+    /// The bytes; a view that lasts until they change.
+    std::span<const std::uint8_t> data() const {
+        if (isLong()) return longData_;
+        return {shortData_.data(), shortSize_};
+    }
 
     /// Takes the timecode from the start of a line of text: eleven characters, ":" or ";" between the fields,
     /// and at least one character behind them.
@@ -59,13 +64,18 @@ public:
     void stripTrailingEmtpy608Packets();
 
 private:
+    bool isLong() const { return !longData_.empty(); }
+    void append(std::span<const std::uint8_t> bytes);
     void appendNibbleValue(std::uint8_t nibble);
     void encodePairs(std::string& text) const;
     void encodeLetters(std::string& text) const;
 
     bool isHighNibblePending_ = false;
     std::uint8_t pendingByte_ = 0;
-    std::vector<std::uint8_t> data_;
+    // Data of usual length lies in the object, so that a line costs one allocation.
+    std::array<std::uint8_t, 128> shortData_;
+    std::size_t shortSize_ = 0;
+    std::vector<std::uint8_t> longData_;
     std::int32_t field_ = 0;
     std::int32_t line_ = 0;
     std::optional<ZQCKTimecode> timecode_;

@@ -89,7 +89,6 @@ bool ZQRSidecarInputFile::fill() {
 }
 
 void ZQRSidecarInputFile::skipByteOrderMark() {
-    if (started_) return;
     started_ = true;
     while (available() < byteOrderMark.size() && fill()) {
     }
@@ -108,7 +107,7 @@ std::optional<std::string> ZQRSidecarInputFile::readLine() {
 
 std::optional<std::string_view> ZQRSidecarInputFile::readLineInPlace() {
     if (line_ < std::numeric_limits<std::int32_t>::max()) ++line_;
-    skipByteOrderMark();
+    if (!started_) skipByteOrderMark();
     for (;;) {
         std::string_view line;
         const bool hasEnd = readRawLine(line);
