@@ -139,6 +139,7 @@ TEST(EBUSTLSidecar, tellsOfBlocksBehindTheAnnouncedOnes) {
 
 TEST(EBUSTLSidecar, prefersTheLanguageOfTheHostAndSaysSo) {
     std::vector<std::string> lines;
+    const auto level = ZLGGetHandle().setLevel(ZLGLevel::Default);
     const auto sink =
         ZLGGetHandle().setSink([&](ZLGLevel, std::string_view line) { lines.emplace_back(line); });
     const auto languageWith = [](int override) {
@@ -151,6 +152,7 @@ TEST(EBUSTLSidecar, prefersTheLanguageOfTheHostAndSaysSo) {
     EXPECT_THAT(lines, ElementsAre("ZQREBUSTLSidecar properties specify language override to German, file "
                                    "specifies English"));
     ZLGGetHandle().setSink(sink);
+    ZLGGetHandle().setLevel(level);
 }
 
 TEST(EBUSTLSidecar, countsBlocksThatAreNeverShownWhenOverlapsAreRemoved) {
