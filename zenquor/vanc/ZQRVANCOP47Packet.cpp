@@ -146,7 +146,7 @@ void ZQRVANCOP47Packet::setSdiData(ZQData data) {
 std::string ZQRVANCOP47Packet::debugDescription() const {
     std::string text =
         fmt::format("OP47 {} sequence: {} packets: {}", description(), sequenceNumber_, count_);
-    for (const Teletext& packet : packets()) text += "\n" + packet.debugDescription();
+    for (const Teletext& packet : packets()) text.append("\n").append(packet.debugDescription());
     return text;
 }
 
