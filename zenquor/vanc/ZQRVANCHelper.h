@@ -64,8 +64,8 @@ public:
     static ZQRVANCFlags vancFlagsFromPackets(const ZQRVANCPacketList& packets);
     /// The list without the packets of the flagged kinds, order kept.
     static ZQRVANCPacketList removePackets(const ZQRVANCPacketList& packets, ZQRVANCFlags flags);
-    /// The list without the packets of the flagged kinds and with packets that clear the screen in their
-    /// place.
+    /// The list without the packets of the flagged kinds, and behind it the packets that clear the screen: a
+    /// caption packet, then the OP-47 packets of lines 12 and 575. Cue messages are only taken out.
     static ZQRVANCPacketList clearPackets(const ZQRVANCPacketList& packets, ZQRVANCFlags flags);
 };
 
