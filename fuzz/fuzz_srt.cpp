@@ -30,8 +30,13 @@ private:
     int descriptor_;
 };
 
+/// Every third choice plays teletext, the others captions.
+bool isTeletext(std::uint8_t choice) {
+    return choice % 3 == 0;
+}
+
 ZQDictionary propertiesFrom(std::uint8_t choice) {
-    return {{ZHLSRTSidecar_Property_Output, 1},
+    return {{ZHLSRTSidecar_Property_Output, isTeletext(choice) ? 0 : 1},
             {ZHLSRTSidecar_Property_Timebase, choice & 7},
             {ZHLSRTSidecar_Property_Justification, choice >> 3 & 3},
             {ZHLSubtitleSidecar_Property_OverlappingSubtitleAction, (choice >> 5 & 3) % 3},
@@ -58,7 +63,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
         auto frame = block->timecodeIn().addingFrames(-2);
         for (int i = 0; i < 5; ++i, frame.addFrames(1)) {
-            FUZZ_CHECK(sidecar->vancPacketsAtTimecode(frame).size() == 1);
+            const auto packets = sidecar->vancPacketsAtTimecode(frame);
+            FUZZ_CHECK(packets.size() == (isTeletext(data[0]) ? 2 : 1));
+            for (const auto& packet : packets) packet->sdiData();
         }
     }
     return 0;
