@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
 namespace zenquor {
 namespace {
 
@@ -114,6 +117,40 @@ TEST(SidecarCaption, ATimecodeNeedsElevenCharactersAndOneMore) {
         auto caption = ZQRSidecarCaption::init();
         EXPECT_EQ(caption->validateTimecode(text, drop), expected != nullptr) << text;
         EXPECT_EQ(describe(caption->timecode()), expected ? expected : "(null)") << text;
+    }
+}
+
+TEST(SidecarCaption, AWholeTextDecodesAsItsCharactersDo) {
+    constexpr std::string_view alphabet = "0123456789ABCDEFabcdef0123456789ABCDEFGHOPQTVZ  x";
+    std::mt19937 random(7);
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        const std::size_t length = random() % 400;
+        const std::size_t letters = alphabet.size() - random() % 28;  // the fewer, the longer the good runs
+        while (text.size() < length) text += alphabet[random() % letters];
+        for (const bool mcc : {false, true}) {
+            auto one = ZQRSidecarCaption::init();
+            auto all = ZQRSidecarCaption::init();
+            const bool isGood =
+                std::all_of(text.begin(), text.end(), [&](char c) { return one->appendNibble(c, mcc); });
+            EXPECT_EQ(all->appendText(text, mcc), isGood) << text;
+            EXPECT_EQ(bytesOf(*all), bytesOf(*one)) << text;
+        }
+    }
+}
+
+TEST(SidecarCaption, EveryCharacterOfATimecodeIsLookedAt) {
+    for (std::size_t i = 0; i < 11; ++i) {
+        for (int c = 0; c < 256; ++c) {
+            std::string text = "00:00:00;00\t";
+            text[i] = static_cast<char>(c);
+            const bool isSeparator = i == 2 || i == 5 || i == 8;
+            const bool isGood = isSeparator ? c == ':' || c == ';' : c >= '0' && c <= '9';
+            EXPECT_EQ(
+                ZQRSidecarCaption::init()->validateTimecode(text, ZQCKTimebase::timebaseForFramerate(3)),
+                isGood)
+                << i << ' ' << c;
+        }
     }
 }
 

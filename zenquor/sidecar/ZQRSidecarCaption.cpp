@@ -75,9 +75,8 @@ constexpr auto letterBytes = [] {
 
 /// What a character is to a whole text: a digit's value, or one of these. They are so large that four kinds,
 /// put together as four digits, tell whether all of them are digits.
-constexpr std::uint32_t spaceKind = 0x10000;
-constexpr std::uint32_t letterKind = 0x20000;
-constexpr std::uint32_t otherKind = 0x40000;
+constexpr std::uint32_t letterKind = 0x10000;
+constexpr std::uint32_t otherKind = 0x20000;
 
 constexpr auto characterKinds = [] {
     std::array<std::uint32_t, 256> table = {};
@@ -85,7 +84,6 @@ constexpr auto characterKinds = [] {
     for (unsigned i = 0; i < 10; ++i) table['0' + i] = i;
     for (unsigned i = 0; i < 6; ++i) table['A' + i] = table['a' + i] = 10 + i;
     for (char c = firstLetter; c <= lastLetter; ++c) table[static_cast<unsigned char>(c)] = letterKind;
-    table[' '] = spaceKind;
     return table;
 }();
 
@@ -93,7 +91,7 @@ std::uint32_t kindOf(char character) {
     return characterKinds[static_cast<unsigned char>(character)];
 }
 
-/// The value of so many digits; at least spaceKind when one of them is none.
+/// The value of so many digits; at least letterKind when one of them is none.
 std::uint32_t twoDigits(const char* text) {
     return kindOf(text[0]) << 4 | kindOf(text[1]);
 }
@@ -117,7 +115,7 @@ Position stepFourDigits(Position at, std::uint32_t value) {
 Position decodePairs(Position at, const char* end, const std::uint8_t* limit) {
     while (end - at.next > 4 && at.next[4] == ' ' && at.out < limit) {
         const std::uint32_t value = fourDigits(at.next);
-        if (value >= spaceKind) break;
+        if (value >= letterKind) break;
         at = stepFourDigits(at, value);
         ++at.next;
     }
@@ -135,9 +133,9 @@ Position decodeLettersAndDigits(Position at, const char* end, const std::uint8_t
         }
         if (end - at.next < 4) break;
         const std::uint32_t value = fourDigits(at.next);
-        if (value < spaceKind) {
+        if (value < letterKind) {
             at = stepFourDigits(at, value);
-        } else if (twoDigits(at.next) < spaceKind) {
+        } else if (twoDigits(at.next) < letterKind) {
             *at.out = static_cast<std::uint8_t>(twoDigits(at.next));
             at = {at.next + 2, at.out + 1};
         } else {
@@ -155,7 +153,7 @@ Position decodeWholeBytes(Position at, const char* end, const std::uint8_t* limi
         if (at.next == end || at.out >= limit) break;
         if (*at.next == ' ') {
             ++at.next;
-        } else if (end - at.next >= 2 && twoDigits(at.next) < spaceKind) {
+        } else if (end - at.next >= 2 && twoDigits(at.next) < letterKind) {
             *at.out = static_cast<std::uint8_t>(twoDigits(at.next));
             at = {at.next + 2, at.out + 1};
         } else {
