@@ -378,6 +378,8 @@ TEST(CaptionChecker, SubRipBlocksAreFoundBehindWhatStopsTheReader) {
             {saying(std::string(33, 'x')), Kind::Length, ten, "33 characters, and a row 32"},
             {saying("1\n2\n3\n4\n5"), Kind::Length, ten,
              "takes 5 rows of 32 characters, and there is room for 4"},
+            {saying(std::string(1001, 'x')), Kind::Length, ten,
+             "1001 characters, more than any screen holds"},
             {saying("Über"), Kind::Code, ten, "cannot send \"Ü\"; \"U\" is sent"},
             {saying("日本"), Kind::Loss, ten,
              "cannot send 2 characters, here and later (\"日本\"): they are left out"},

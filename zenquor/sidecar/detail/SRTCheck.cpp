@@ -35,6 +35,7 @@ constexpr Finding overlap{Kind::Overlap, 10};
 constexpr Finding unknownMarkup{Kind::Code, 3};
 constexpr Finding braces{Kind::Code};
 constexpr Finding longLine{Kind::Length, 5};
+constexpr Finding hugeText{Kind::Length, 5};
 constexpr Finding manyRows{Kind::Length, 10};
 constexpr Finding replacedCharacter{Kind::Code};
 constexpr Finding lostCharacter{Kind::Loss};
@@ -45,6 +46,7 @@ constexpr std::string_view arrow = "-->";
 /// More rows than any screen has; what a block has beyond them is only counted.
 constexpr std::size_t maximumTextLines = 64;
 constexpr std::size_t maximumLineBytes = 4096;
+constexpr std::size_t longestText = 1000;  // fills a screen of any raster
 constexpr std::size_t timeLength = 12;
 constexpr std::size_t listedCharacters = 20;
 constexpr std::uint32_t fastestPairRate = 30;  // pairs of one field a second
@@ -287,6 +289,7 @@ void SRTCheck::checkTimes(const Block& block, const Place& place) {
 void SRTCheck::checkText(const Block& block, const Place& place) {
     const auto wrapped = ZQRSubtitleBlock::subtitleBlock();
     ZQRSubtitleLineList lines;
+    std::size_t characters = 0;
     for (const std::string_view line : block.texts) {
         std::u16string text = checkMarkup(line, place);
         if (isUTF8_) checkCharacters(text, place);
@@ -300,7 +303,16 @@ void SRTCheck::checkText(const Block& block, const Place& place) {
                                    columns);
             });
         }
+        characters += text.size();
         lines.push_back(ZQRSubtitleLine::initWithString(std::move(text)));
+    }
+    if (characters > longestText) {
+        remarks_.add(hugeText, place, [&] {
+            return fmt::format(
+                "The block has {} characters, more than any screen holds: a blank line may be missing.",
+                characters);
+        });
+        return;
     }
     wrapped->setLines(std::move(lines));
     wrapped->setJustification(ZQRSubtitleBlock::Centered);
