@@ -26,6 +26,8 @@ TEST(CaptionCharacters, WhatTheSetsLackBecomesItsNearestText) {
         {u"cafe\u0301 \uFB01n\u200B", u"cafe fin", u"cafe fin"},
         {u"{a_b}\\|^*", u"(a-b)// -", u"{a_b}\\|^*"},
         {u"日本", u"日本", u"日本"},
+        // A code that comes twice in succession counts once.
+        {u"♪♪ ♫♫♪ éé ÉÉ", u"♪ ♪ ♪ ♪ ♪ éé EE", u"♪ ♪ ♪ ♪ ♪ éé É É"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(ZQRCaptionCharacters::fitted(c.text), c.basic);
@@ -55,6 +57,7 @@ TEST(CaptionCharacters, WhatFitsIsEncodedWhole) {
     const std::u16string text = u"don\u2019t “stop” Élan";
     EXPECT_FALSE(ZQRCaptionCharacters::fits(text));
     EXPECT_TRUE(ZQRCaptionCharacters::fits(text, true));
+    EXPECT_FALSE(ZQRCaptionCharacters::fits(u"££"));
     EXPECT_FALSE(ZQRCaptionCharacters::fits(u"\u00A0", true)) << "the transparent space is no text";
     for (const char16_t character : std::u16string(u"'–Éß日\U0001F600")) {
         const bool sent = !ZQRVANCCEA608Packet::packetsEncodingString({&character, 1}, 1, 0, 0, true).empty();

@@ -195,9 +195,13 @@ const std::vector<Entry>& entries() {
 /// Number 9 of the North American set is the transparent space: it shows the picture, so it is not for text.
 constexpr std::size_t transparentSpace = 9;
 
-bool fitsBasic(char16_t character) {
+bool isBasic(char16_t character) {
     using Packet = ZQRVANCCEA608Packet;
-    if (Packet::matchCharacter(character, Packet::basicCharacters()) >= 0) return true;
+    return Packet::matchCharacter(character, Packet::basicCharacters()) >= 0;
+}
+
+bool fitsNorthAmerican(char16_t character) {
+    using Packet = ZQRVANCCEA608Packet;
     const std::int32_t index = Packet::matchCharacter(character, Packet::specialNorthAmericanCharacters());
     return index >= 0 && static_cast<std::size_t>(index) != transparentSpace;
 }
@@ -209,14 +213,22 @@ bool fitsWestEuropean(char16_t character) {
 }
 
 bool fitsSets(char16_t character, bool allowWestEuropean) {
-    return fitsBasic(character) || (allowWestEuropean && fitsWestEuropean(character));
+    return isBasic(character) || fitsNorthAmerican(character) ||
+           (allowWestEuropean && fitsWestEuropean(character));
+}
+
+/// Whether a receiver would take the second for a repetition of the first.
+bool looksRepeated(char16_t first, char16_t second, bool allowWestEuropean) {
+    return first == second && !isBasic(first) && fitsSets(first, allowWestEuropean);
 }
 
 }  // namespace
 
 bool ZQRCaptionCharacters::fits(std::u16string_view text, bool allowWestEuropean) {
+    const auto repeats = [&](char16_t a, char16_t b) { return looksRepeated(a, b, allowWestEuropean); };
     return std::all_of(text.begin(), text.end(),
-                       [&](char16_t character) { return fitsSets(character, allowWestEuropean); });
+                       [&](char16_t character) { return fitsSets(character, allowWestEuropean); }) &&
+           std::adjacent_find(text.begin(), text.end(), repeats) == text.end();
 }
 
 std::optional<ZQRCaptionCharacters::Replacement> ZQRCaptionCharacters::replacementFor(
@@ -234,10 +246,10 @@ std::u16string ZQRCaptionCharacters::fitted(std::u16string_view text, bool allow
     std::u16string result;
     result.reserve(text.size());
     for (const char16_t character : text) {
-        if (const auto replacement = replacementFor(character, allowWestEuropean)) {
-            result += replacement->text;
-        } else {
-            result += character;
+        const auto replacement = replacementFor(character, allowWestEuropean);
+        for (const char16_t sent : replacement ? replacement->text : std::u16string_view(&character, 1)) {
+            if (!result.empty() && looksRepeated(result.back(), sent, allowWestEuropean)) result += u' ';
+            result += sent;
         }
     }
     return result;

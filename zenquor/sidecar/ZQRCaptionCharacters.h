@@ -16,6 +16,9 @@ namespace zenquor {
 /// form of a quotation mark, dash, space, currency or arrow, for the languages of West and Central Europe.
 /// Where a viewer's decoder knows the West European sets too, what they hold stays as it is.
 ///
+/// Characters beyond the basic set are codes, and a receiver takes a code that comes twice in succession for
+/// one. Two equal ones therefore get a space between them: two notes go out as note, space, note.
+///
 /// Thread-safety: Safe; no state.
 /// Standards:     CEA-608-E (character sets).
 class ZQRCaptionCharacters {
@@ -26,12 +29,12 @@ public:
         bool looksAlike = false;   ///< a viewer would not notice: quotation marks, dashes, spaces
     };
 
-    /// Whether every character can be sent as it is.
+    /// Whether the text can be sent as it is.
     static bool fits(std::u16string_view text, bool allowWestEuropean = false);
     /// The nearest text of a character; nothing for one that can be sent as it is or has no neighbour.
     static std::optional<Replacement> replacementFor(char16_t character, bool allowWestEuropean = false);
-    /// The text with every character replaced that has a neighbour. Others stay; the caption output leaves
-    /// them out or sends its filler.
+    /// The text with every character replaced that has a neighbour, and a space between two equal codes.
+    /// Others stay; the caption output leaves them out or sends its filler.
     static std::u16string fitted(std::u16string_view text, bool allowWestEuropean = false);
     /// Fits every line of the blocks.
     static void fitBlocks(const ZQRSubtitleBlockList& blocks, bool allowWestEuropean = false);
