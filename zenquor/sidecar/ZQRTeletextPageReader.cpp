@@ -22,7 +22,6 @@ using OP47 = ZQRVANCOP47Packet;
 constexpr std::uint32_t enhancementPacket = 26;
 constexpr std::uint32_t rowBeyondScreen = 25;
 constexpr std::size_t framingOffset = 2;
-constexpr std::size_t addressOffset = 3;
 constexpr std::uint8_t framingReversed = 0xE4;
 constexpr std::uint32_t timeFiller = 0xFF;  // in the tens and units of a header that starts no page
 constexpr std::size_t pageCount = 0x900;
