@@ -143,6 +143,7 @@ TEST(CaptionChecker, CleanFilesGiveNoRemark) {
         {scc("01:00:00;00\t9420 9420 9470 9470 c8e9 942f 942f\n01:00:00;07\t942c 942c\n"), "SCC", 2, 9, 0},
         {mcc(mccLines({Packet(), second})), "MCC", 2, 4, 2},
         {mcc("01:00:00:00\t" + ancillary(Packet()) + "\n", "30"), "MCC", 1, 2, 1},
+        {mcc("01:00:00:00.1,9\t" + ancillary(Packet()) + "\n", "30", "2.0"), "MCC", 1, 2, 1},
         {srtBlock + "2\n00:00:13,000 --> 00:00:14,000\nIt's \u201Cfine\u201D\n", "SubRip", 2, 0, 0},
         {"\xEF\xBB\xBF" + srtBlock, "SubRip", 1, 0, 0},
         {withField(withField(stlFile({{"\x0D\x0B\x0BHello\x0A\x0A"},
@@ -215,6 +216,7 @@ TEST(CaptionChecker, CodesThatComeTwiceAreNotTakenForSingleOnes) {
     const std::string cases[] = {
         "9420 9420 94ae 94ae 9470 9470 c8e9 942f 942f",
         "9420 8080 9420 9470 9470 c8e9 942f 942f",  // one null pair between
+        "9420 9420 9425 9425 94ad 94ad c8e9",       // rolled up, so nothing waits to be shown
     };
     for (const auto& words : cases) {
         EXPECT_EQ(textOf(check(scc("01:00:00;00\t" + words + "\n")).remarks), "") << words;
@@ -327,6 +329,9 @@ TEST(CaptionChecker, DistributionPacketsAreTakenApart) {
          }),
          Kind::Code, first, "goes on behind the end"},
     });
+    Packet wrapping;
+    wrapping.triplets = together(start(3, 1), start(0, 1));
+    EXPECT_EQ(textOf(check(mcc(mccLines({wrapping}))).remarks), "");
     // Counters of 4 and 8 bits, as some writers have them, wrap early; size 0 means 128 bytes.
     for (const int last : {0x0F, 0xFF, 0xFFFF}) {
         Packet before, after;
@@ -406,6 +411,16 @@ TEST(CaptionChecker, SubRipIsMeasuredByItsTarget) {
     EXPECT_THAT(textOf(check(file("Řeka"), "", options).remarks),
                 HasSubstr("teletext character set lacks \"Ř\""));
     EXPECT_EQ(textOf(check("1\n00:00:00,000 --> 00:00:02,000\nAt once\n\n", "", options).remarks), "");
+    // Two pairs show the caption before; then come a start of 2, a position of 2 and 6 of text.
+    const auto after = [](const char* begin) {
+        return fmt::format(
+            "1\n00:00:10,000 --> 00:00:10,300\nHello\n\n2\n00:00:10,{} --> 00:00:12,000\nabcdefghijkl\n",
+            begin);
+    };
+    EXPECT_EQ(textOf(check(after("400")).remarks), "");
+    EXPECT_THAT(
+        textOf(check(after("367")).remarks),
+        HasSubstr("takes 10 frames to send, and there are 9 before it is due: it appears 1 frame late"));
     // At 50 frames a second a field's pairs come on every second frame.
     options = Options();
     options.timebase = ZQCKTimebase::timebaseForFramerate(5);
@@ -494,6 +509,9 @@ TEST(CaptionChecker, STLFieldsAndBlocksAreCompared) {
          Kind::Length, one, "4 rows of text"},
         {with({std::string(37, 'x')}), Kind::Length, one, "takes 41 columns"},
     });
+    // 40 columns, with the box codes that are there or will be added.
+    EXPECT_EQ(textOf(check(with({std::string(36, 'x')})).remarks), "");
+    EXPECT_EQ(textOf(check(with({"\x0B\x0B" + std::string(36, 'x') + "\x0A\x0A"})).remarks), "");
     // A whole cumulative set, a text over two blocks and notes at time zero are as they should be.
     EXPECT_EQ(textOf(check(blocks({block(0, 0, 0), block(1, 1, 9, 1), block(2, 2, 9, 2), block(3, 3, 9, 3),
                                    block(4, 10, 12, 0, 0), block(4, 10, 12)},
