@@ -19,7 +19,11 @@ class ZQRVANCTeletextDummyIDLPacketGenerator;
 ///
 /// Character sets are numbered 0 to 13, see docs/vanc.md: 0 is the Latin primary set, 1 to 6 are the national
 /// sets that a page header names by the same number, 7 to 13 the other ones of the standard. Receivers take
-/// the number 0 of a header for English; text for set 0 is coded so that they show what is meant.
+/// the number 0 of a header for English; text for set 0 is coded so that they show what is meant. To read a
+/// row, hand payload() to decodedData() with displayedCharacterSet() of the header before it.
+///
+/// Of a subtitle page receivers show what stands between two Start Box codes (0x0B) and two End Box codes
+/// (0x0A); colours are the codes 0x01 to 0x07, 0x0D makes the row and the one below it double height.
 ///
 /// Thread-safety: Safe for reading; a value that allocates nothing.
 /// Standards:     ETS 300 706 (EN 300 706), OP-47; bytes are in OP-47's order, least significant bit sent
@@ -53,7 +57,8 @@ public:
     /// @param colour  control code of the header text, 0 to 7; the rest of the text is @p filler.
     static ZQRVANCTeletextPacket initSubtitleHeaderWithColour(char16_t colour, char16_t filler,
                                                               std::uint32_t characterSet);
-    /// A row of page 888. @param line  1 to 24. For the other parameters see setPayloadString().
+    /// A row of page 888. For the other parameters see setPayloadString().
+    /// @param line  1 to 24; not checked, other numbers make another kind of packet of it.
     static ZQRVANCTeletextPacket initSubtitleWithLine(std::int32_t line, char16_t filler,
                                                       std::uint32_t characterSet, std::u16string_view string);
     /// A filler packet with the next contents of the generator.
