@@ -19,6 +19,7 @@ constexpr TeletextReplacement generalReplacements[] = {
     {u'Ş', u"Ș"},
     {u'ţ', u"ț"},
     {u'Ţ', u"Ț"},
+    {u'ß', u"ẞ"},
     // Signs with a near one in some sets only.
     {u'#', u"♩♪♫♬♯"},  // subtitles mark singing so
     {u'*', u"♩♪♫♬♯#•●◦‣※"},
@@ -30,7 +31,7 @@ constexpr TeletextReplacement generalReplacements[] = {
     // What typesetters and word processors put for plain characters.
     {u' ',
      u"\u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009\u200A\u200B\u200C"
-     u"\u200D\u200E\u200F\u2028\u2029\u202F\u205F\u2060\u3000\uFEFF■"},
+     u"\u200D\u200E\u200F\u2028\u2029\u202F\u205F\u2060\u3000\uFEFF"},
     {u'-', u"\u00AD\u2010\u2011‒–—―⸺−﹣－~∼_¬"},
     {u'\'', u"‘’‚‛′‵´`ʹʻʼˈ‹›^＇"},
     {u'"', u"“”„‟″‶«»〝〞＂¨"},
@@ -44,7 +45,7 @@ constexpr TeletextReplacement generalReplacements[] = {
     {u'<', u"←≤"},
     {u'>', u"→≥"},
     {u'=', u"≈≠≡"},
-    {u'+', u"±†"},
+    {u'+', u"±†‡"},
     {u'x', u"×"},
     {u'%', u"‰"},
     {u'0', u"⁰₀"},
