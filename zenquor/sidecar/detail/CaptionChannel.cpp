@@ -16,6 +16,21 @@ constexpr int rows = CaptionScreen::rows;
 constexpr int columns = CaptionScreen::columns;
 constexpr unsigned transparentSpace = 9;
 
+/// The senders' set names three characters by others that look a little like them; a viewer sees a single
+/// quotation mark, a dash and a bullet.
+constexpr char16_t asSeen(char16_t character) {
+    switch (character) {
+        case u'\u00B4':
+            return u'\u2018';
+        case u'\u2500':
+            return u'\u2014';
+        case u'\u00B7':
+            return u'\u2022';
+        default:
+            return character;
+    }
+}
+
 /// Miscellaneous control codes, by the low half of their second byte.
 enum Control : unsigned {
     ResumeCaptionLoading = 0,
@@ -67,7 +82,7 @@ void CaptionChannel::obey(const CaptionCode& code, const ZQCKTimecode& timecode,
                 code.first == transparentSpace ? u'\0' : Packet::specialNorthAmericanCharacters()[code.first],
                 now);
         case CaptionCode::West:
-            return replaceLast(Packet::frenchSpanishCharacters()[code.first], now);
+            return replaceLast(asSeen(Packet::frenchSpanishCharacters()[code.first]), now);
         case CaptionCode::East:
             return replaceLast(Packet::portugueseGermanDanishCharacters()[code.first], now);
         case CaptionCode::Control:
@@ -130,18 +145,36 @@ void CaptionChannel::control(unsigned code, const Now& now) {
 void CaptionChannel::address(const CaptionCode& code, const Now& now) {
     Cursor& at = cursor();
     at.column = code.column;
-    at.colour = code.colour;
     at.hasOverrun = false;
-    if (isText_) return;  // text keeps its row
-    if (hasMode_ && mode_ == Mode::RollUp) return setBaseRow(std::max<int>(code.row, depth_), now);
-    at.row = code.row;
+    if (!isText_) moveToRow(code.row, now);  // text keeps its row
+    at.colour = code.colour;
+    if (at.column > 0) takeColourOfRow();
+}
+
+void CaptionChannel::moveToRow(int row, const Now& now) {
+    if (hasMode_ && mode_ == Mode::RollUp) return setBaseRow(std::max(row, depth_), now);
+    cursor_.row = row;
     if (hasMode_ && mode_ == Mode::PaintOn && std::exchange(mayBeNew_, false))
         displayed_.divideAtNextChange();
 }
 
+/// An address in the midst of a row's characters changes none of their attributes.
+void CaptionChannel::takeColourOfRow() {
+    Cursor& at = cursor();
+    const CaptionWindow* const seen = window();
+    const CaptionScreen& screen = seen ? seen->screen() : hidden_;
+    for (const int column : {at.column - 1, at.column}) {
+        const Cell& cell = screen.cell(at.row, column);
+        if (cell.character == 0) continue;
+        at.colour = cell.colour;
+        return;
+    }
+}
+
+/// The space that it takes carries the colour that it brings.
 void CaptionChannel::midRow(unsigned style, const Now& now) {
-    put(u' ', now);
     if (style < 7) cursor().colour = static_cast<CaptionColour>(style);
+    put(u' ', now);
 }
 
 void CaptionChannel::put(char16_t character, const Now& now) {
@@ -163,6 +196,7 @@ void CaptionChannel::replaceLast(char16_t character, const Now& now) {
 
 void CaptionChannel::backspace(const Now& now) {
     Cursor& at = cursor();
+    at.column = std::min(at.column, columns - 1);  // behind the last column there is none to step back from
     if (at.column > 0) write(at.row, --at.column, {}, now);
 }
 

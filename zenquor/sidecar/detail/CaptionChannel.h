@@ -31,6 +31,8 @@ private:
 
     void control(unsigned code, const Now& now);
     void address(const CaptionCode& code, const Now& now);
+    void moveToRow(int row, const Now& now);
+    void takeColourOfRow();
     void midRow(unsigned style, const Now& now);
     void put(char16_t character, const Now& now);
     void replaceLast(char16_t character, const Now& now);

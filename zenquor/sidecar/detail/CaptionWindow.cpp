@@ -73,17 +73,6 @@ void CaptionWindow::put(int row, int column, const CaptionScreen::Cell& cell, co
     beginIfVisible(now);
 }
 
-void CaptionWindow::replace(const Now& now, const std::function<void(CaptionScreen&)>& edit) {
-    end(now);
-    edit(screen_);
-    beginIfVisible(now);
-}
-
-void CaptionWindow::rearrange(const Now& now, const std::function<void(CaptionScreen&)>& edit) {
-    if (isWritten_) return replace(now, edit);
-    edit(screen_);
-}
-
 void CaptionWindow::erase(const Now& now) {
     end(now);
     screen_.clear();

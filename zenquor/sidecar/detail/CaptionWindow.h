@@ -1,8 +1,6 @@
 #pragma once
 // A screen that a viewer watches, and when what stands on it began.
 
-#include <functional>
-
 #include "zenquor/core/ZQCKTimecode.h"
 #include "zenquor/sidecar/ZQRCaptionRemark.h"
 #include "zenquor/sidecar/ZQRScreenBlock.h"
@@ -42,10 +40,19 @@ public:
     /// picture, or when nothing is left.
     void put(int row, int column, const CaptionScreen::Cell& cell, const Now& now);
     /// Ends the block and begins the next with the screen as @p edit leaves it.
-    void replace(const Now& now, const std::function<void(CaptionScreen&)>& edit);
+    template <typename Edit>
+    void replace(const Now& now, const Edit& edit) {
+        end(now);
+        edit(screen_);
+        beginIfVisible(now);
+    }
     /// As replace(), but what has not been written to since it appeared stays the same block: rows are rolled
     /// and then moved to their place, one frame later.
-    void rearrange(const Now& now, const std::function<void(CaptionScreen&)>& edit);
+    template <typename Edit>
+    void rearrange(const Now& now, const Edit& edit) {
+        if (isWritten_) return replace(now, edit);
+        edit(screen_);
+    }
     /// Ends the block and clears the screen.
     void erase(const Now& now);
     /// What is written from now on is something new, not more of the same block.
