@@ -1,11 +1,14 @@
-// A caption sidecar stands on the frame's road: a frame without captions costs its packet and the list.
+// A caption sidecar stands on the frame's road: a frame without captions costs its packet and the list. A reader
+// of captions stands there too and allocates for what it hands out only.
 #include <atomic>
 #include <cstdlib>
 #include <new>
 
 #include "sidecar/Support.h"
+#include "zenquor/sidecar/ZQRCEA608Decoder.h"
 #include "zenquor/sidecar/ZQRSCCSidecar.h"
 #include "zenquor/sidecar/ZQRTeletextPageReader.h"
+#include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
 #include "zenquor/vanc/ZQRVANCOP47Packet.h"
 
 namespace {
@@ -80,6 +83,29 @@ TEST(Allocations, FramesOfFillersAndRepeatsCostATeletextReaderNothing) {
     const ZQRVANCPacketList again = {page};
     EXPECT_EQ(cost(again), 0);
     EXPECT_EQ(reader.statistics().repeats, 8U);
+}
+
+TEST(Allocations, CaptionsCostTheirReaderNothingUntilABlockEnds) {
+    using Caption = ZQRVANCClosedCaptionPacket;
+    const ZQCKTimecode time = ZQCKTimecode::timecodeWithFrames(0, ZQCKTimebase::timebaseForFramerate(3));
+    const auto nulls = ZQData::copying(std::vector<std::uint8_t>{0x80, 0x80, 0x80, 0x80});
+    const auto cdp = Caption::convert608CaptionsIntoSMPTE334CDP708PacketFormat(nulls, 7, 1);
+    ASSERT_TRUE(cdp);
+    const ZQRVANCPacketList packets = {Caption::closedCaptionPacketWithData(nulls, Caption::TypeCEA608),
+                                       Caption::closedCaptionPacketWithData(*cdp, Caption::TypeCDP),
+                                       ZQRVANCPacketImpl::initWithDID(0x61, 0x02, 12, nulls)};
+    int blocks = 0;
+    ZQRCEA608Decoder decoder([&](const ZQRScreenBlockPtr&) { ++blocks; });
+    const int before = allocations.load();
+    for (const std::uint16_t pair : {0x9425, 0x94AD, 0x9470, 0xC8E9, 0x91B0, 0x91AE, 0x9220, 0xC8E9}) {
+        decoder.addPair(1, pair, time);
+        decoder.addPair(2, 0x8080, time);
+        decoder.addVancPackets(packets, time);
+    }
+    EXPECT_EQ(allocations.load(), before);
+    EXPECT_GE(decoder.statistics().nullPairs, 32U);
+    decoder.addPair(1, 0x942C, time.addingFrames(1));
+    EXPECT_EQ(blocks, 1);
 }
 
 }  // namespace
