@@ -50,9 +50,9 @@ public:
     struct Options {
         /// Magazine, tens and units in hexadecimal digits, 0x100 to 0x8FF: 0x888 for page 888. Nothing follows
         /// the first subtitle page.
-        std::optional<std::int32_t> page;
+        std::optional<std::int32_t> page{};
         /// Character set 0 to 13 as ZQRVANCTeletextPacket numbers them, instead of the one in the header.
-        std::optional<std::uint32_t> characterSet;
+        std::optional<std::uint32_t> characterSet{};
     };
 
     /// What was seen since the reader was made. "The page" is the one that is followed.
