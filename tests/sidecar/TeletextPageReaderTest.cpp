@@ -100,9 +100,10 @@ TEST(TeletextPageReader, ATextStandsFromItsRowsToTheHeaderThatErasesThem) {
     air.send(50, {header()});
     air.send(51, {boxed(22, u"Three")});
     air.send(52, {});
-    air.send(70, {header(), boxed(22, u"Four")});
+    air.send(70, {header()});
+    air.send(71, {boxed(22, u"Four")});
     air.reader.finish(at(80));
-    EXPECT_THAT(air.blocks, ElementsAre("10-30 20/2 One 22/2 Two", "51-70 22/2 Three", "70-80 22/2 Four"));
+    EXPECT_THAT(air.blocks, ElementsAre("10-30 20/2 One 22/2 Two", "51-70 22/2 Three", "71-80 22/2 Four"));
     EXPECT_EQ(air.last->mode(), ZQRScreenBlock::Mode::Teletext);
     EXPECT_EQ(air.last->service(), 0x888);
     EXPECT_THAT(air.remarks, IsEmpty());
@@ -413,6 +414,7 @@ TEST(TeletextPageReader, CountersMayBeSharedByLinesAndServices) {
         {{{12, 5}, {575, 90}, {12, 6}, {575, 91}}, 0},                 // a counter for each line
         {{{12, 5}, {12, 6}, {12, 9}, {12, 10}, {12, 11}}, 1},
         {{{12, 0}, {575, 1}, {12, 2}, {575, 3}, {12, 6}, {575, 7}, {12, 8}, {575, 9}}, 1},
+        {{{12, 5}, {12, 7}, {12, 9}, {12, 12}, {12, 15}, {12, 18}}, 1},  // a service joined
         {{{12, 5}, {12, 5}, {12, 5}}, 2},
         {{{12, 5}, {12, 6}, {12, 5}, {12, 6}}, 1},
     };
