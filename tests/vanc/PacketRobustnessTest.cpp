@@ -31,9 +31,7 @@ std::vector<Found> foundIn291M(const ZQData& data, int format) {
     std::vector<Found> found;
     auto stream = ZQRDataStream::initWithData(data);
     ZQRVANCHelper::extractVANCDataPacketFromSMPTE291MStream(
-        stream, 9, format, [&](std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& words) {
-            found.push_back({line, did, sdid, words});
-        });
+        stream, 9, format, [&](auto... values) { found.push_back({values...}); });
     return found;
 }
 
@@ -41,9 +39,7 @@ std::vector<Found> foundIn436M(const ZQData& data) {
     std::vector<Found> found;
     auto stream = ZQRDataStream::initWithData(data);
     ZQRVANCHelper::extractVANCDataPacketFromSMPTE436MStream(
-        stream, [&](std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& words) {
-            found.push_back({line, did, sdid, words});
-        });
+        stream, [&](auto... values) { found.push_back({values...}); });
     return found;
 }
 
@@ -77,8 +73,6 @@ struct PacketRow {
     std::int32_t did;
     std::int32_t sdid;
     ZQData sample;
-    /// Whether the words of any packet, read and written again, stay as they are.
-    bool isVerbatim;
 
     friend void PrintTo(const PacketRow& row, std::ostream* out) { *out << row.name; }
 };
@@ -100,15 +94,20 @@ ZQData subtitlePacket() {
 
 std::vector<PacketRow> packetRows() {
     return {
-        {"Captions", 0x61, 0x01, cdp(), true},
-        {"Subtitles", 0x43, 0x02, subtitlePacket(), false},
+        {"Captions", 0x61, 0x01, cdp()},
+        {"Subtitles", 0x43, 0x02, subtitlePacket()},
         {"CueList", 0x41, 0x07,
          bytes("08 ff ff 00 40 00 05 07 00 0b 00 00 03 01 01 00 0e 01 60 c6 5c 03 56 c3 0f a0 09 60 00 00 01 "
                "01 04 00 02 0f a0 01 0b 00 18 00 00 00 01 00 00 3c 09 03 41 42 43 34 01 01 00 01 01 01 01 03 "
-               "00 00 00"),
-         false},
-        {"SingleCue", 0x41, 0x07, bytes("08 80 05 00 0f ff ff ff ff 00 02 03 00 04 aa bb"), false},
+               "00 00 00")},
+        {"SingleCue", 0x41, 0x07, bytes("08 80 05 00 0f ff ff ff ff 00 02 03 00 04 aa bb")},
     };
+}
+
+/// A text for a log line, not blown up out of proportion and without a byte that would break the line.
+void expectLoggable(std::string_view text, std::size_t dataSize) {
+    EXPECT_LE(text.size(), 400 + 100 * dataSize);
+    for (const char c : text) EXPECT_TRUE(c == '\n' || static_cast<std::uint8_t>(c) >= 0x20) << text;
 }
 
 class PacketRobustness : public testing::TestWithParam<PacketRow> {
@@ -116,7 +115,7 @@ protected:
     // Every text is formatted and none is shown: descriptions of broken packets are under test too.
     PacketRobustness()
         : sink_(ZLGGetHandle().setSink(
-              [this](ZLGLevel, std::string_view text) { longestLine = std::max(longestLine, text.size()); })),
+              [](ZLGLevel, std::string_view text) { expectLoggable(text, GetParam().sample.size()); })),
           level_(ZLGGetHandle().setLevel(ZLGLevel::Debug)) {}
     ~PacketRobustness() override {
         ZLGGetHandle().setLevel(level_);
@@ -127,77 +126,34 @@ protected:
         return ZQRVANCHelper::vancPacketWithLine(9, GetParam().did, GetParam().sdid, data);
     }
 
-    std::size_t longestLine = 0;
-
 private:
     ZLGHandle::Sink sink_;
     ZLGLevel level_;
 };
 
-/// A text for a log line, not blown up out of proportion and without a byte that would break the line.
-void expectLoggable(const std::string& text, std::size_t dataSize) {
-    EXPECT_FALSE(text.empty());
-    EXPECT_LE(text.size(), 400 + 100 * dataSize);
-    for (const char c : text) EXPECT_TRUE(c == '\n' || static_cast<std::uint8_t>(c) >= 0x20) << text;
-}
-
-void expectFoundAgain(const ZQRVANCPacketPtr& packet, const ZQData& words) {
-    const Found original{9, static_cast<std::uint8_t>(packet->DID()),
-                         static_cast<std::uint8_t>(packet->SDID()), words};
-    for (const bool includeCRC : {false, true}) {
-        const ZQData packed = ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(packet, 1, includeCRC);
-        EXPECT_EQ(packed.size(), words.size() + (includeCRC ? 4 : 3));
-        EXPECT_EQ(foundIn291M(packed, 1), std::vector{original});
-    }
-    const auto element = ZQRVANCHelper::packVANCDataPacketsInSMPTE436MStream({packet, packet}, 1, true, 4);
-    ASSERT_TRUE(element);
-    EXPECT_EQ(foundIn436M(*element), (std::vector{original, original}));
-    for (const int format : {2, 3}) {
-        const ZQData packed = ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(packet, format, true);
-        EXPECT_EQ(packed.empty(), words.size() % 2 != 0) << "10-bit words carry pairs of bytes";
-        EXPECT_LE(packed.size(), words.size() + 13);
-    }
-}
-
 }  // namespace
 
 TEST_P(PacketRobustness, ChangedPacketsAreDescribedWrittenAndFoundAgain) {
-    const auto sound = made(GetParam().sample);
-    ASSERT_TRUE(sound);
-    EXPECT_EQ(hex(sound->sdiData()), hex(GetParam().sample));
+    const auto did = static_cast<std::uint8_t>(GetParam().did);
+    const auto sdid = static_cast<std::uint8_t>(GetParam().sdid);
+    EXPECT_EQ(hex(made(GetParam().sample)->sdiData()), hex(GetParam().sample));
     forEachChange(GetParam().sample, [&](const ZQData& data) {
         const auto packet = made(data);
-        ASSERT_TRUE(packet);
         expectLoggable(packet->description(), data.size());
         expectLoggable(packet->debugDescription(), data.size());
-        if (const auto base = std::dynamic_pointer_cast<ZQRVANCPacketImpl>(packet)) base->log();
+        std::dynamic_pointer_cast<ZQRVANCPacketImpl>(packet)->log();
         const ZQData words = packet->sdiData();
         EXPECT_EQ(packet->sdiData(), words);
         EXPECT_EQ(made(words)->sdiData(), words) << "what was written reads as it was written";
         EXPECT_LE(words.size(), data.size() + 14);
-        if (GetParam().isVerbatim) {
-            EXPECT_EQ(words, data);
+        if (did == 0x61) {
+            EXPECT_EQ(words, data) << "captions go on as they came";
         }
-        expectFoundAgain(packet, words);
+        const auto element =
+            ZQRVANCHelper::packVANCDataPacketsInSMPTE436MStream({packet, packet}, 1, true, 4);
+        const Found original{9, did, sdid, words};
+        EXPECT_EQ(foundIn436M(element.value_or(ZQData())), (std::vector{original, original}));
     });
-    EXPECT_LE(longestLine, 400 + 100 * GetParam().sample.size());
-}
-
-TEST_P(PacketRobustness, AFlippedBitIsAcceptedOnlyWhereTheCountStillAddsUp) {
-    const ZQData packed =
-        ZQRVANCHelper::packVANCDataPacketInSMPTE291MStream(made(GetParam().sample), 1, true);
-    int refused = 0;
-    forEachFlip(packed, [&](const ZQData& data, std::size_t place) {
-        // A wrong count may end the packet at a byte that happens to equal the sum, or take the checksum for
-        // data and find none behind it. Nothing else gets through.
-        const std::size_t end = std::size_t{3} + data[2];
-        const bool isAddingUp =
-            end == data.size() || (end < data.size() && data[end] == detail::byteSum(data.span().first(end)));
-        EXPECT_TRUE(place == 2 || !isAddingUp);
-        EXPECT_EQ(foundIn291M(data, 1).size(), isAddingUp ? 1U : 0U);
-        refused += isAddingUp ? 0 : 1;
-    });
-    EXPECT_GE(refused, static_cast<int>(packed.size() - 1) * 8);
 }
 
 INSTANTIATE_TEST_SUITE_P(EachKind, PacketRobustness, testing::ValuesIn(packetRows()),

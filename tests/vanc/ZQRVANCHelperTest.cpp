@@ -192,6 +192,8 @@ TEST(ZQRVANCHelper, PacketsOfOneKindAreReplacedRemovedAndClearedTogether) {
     const auto eraser = ZQRVANCHelper::closedCaptionPacket(cleared);
     ASSERT_EQ(eraser, cleared[3]);
     EXPECT_EQ(hex(*eraser->dataFor608Fields(1)), "94 2c");
+    EXPECT_TRUE(ZQRVANCHelper::closedCaptionPacket({ZQRVANCHelper::clearPackets({}, 7)[0]}))
+        << "before subtitles";
     EXPECT_EQ(ZQRVANCHelper::closedCaptionPacket({packet(0x61, 0x01, "96 69"), caption}), caption)
         << "the first of the class, not of the number";
 }
