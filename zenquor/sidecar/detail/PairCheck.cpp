@@ -104,6 +104,7 @@ void PairCheck::checkRepetition(Field& field, std::uint16_t pair, const CaptionC
     if (field.single != 0) {
         if (pair == field.single) {
             field.single = 0;
+            ++copies_;
             return;
         }
         // One null pair may stand between a code and its copy.
@@ -120,13 +121,7 @@ void PairCheck::checkRepetition(Field& field, std::uint16_t pair, const CaptionC
 }
 
 void PairCheck::missCopy(Field& field) {
-    remarks_.add(sentOnce, field.singleAt, [&] {
-        return fmt::format(
-            "The control code {} comes only once. Control codes are sent twice, so that one disturbed "
-            "line "
-            "does not lose them.",
-            nameOf(field.single));
-    });
+    if (singles_++ == 0) firstSingle_ = field;
     field.single = 0;
 }
 
@@ -176,6 +171,16 @@ void PairCheck::finish(const ZQCKTimecode& timecode) {
     decoder_.finish(timecode);
     for (Field& field : fields_) {
         if (field.single != 0) missCopy(field);
+    }
+    // A stream that sends every code once means to; digital carriage loses none.
+    if (singles_ > 0 && copies_ > 0) {
+        remarks_.add(sentOnce, firstSingle_.singleAt, [&] {
+            return fmt::format(
+                "{} of {} control codes come only once, the first of them {}; the others come twice.",
+                singles_, singles_ + copies_, nameOf(firstSingle_.single));
+        });
+    }
+    for (Field& field : fields_) {
         for (Channel& channel : field.channels) {
             if (!channel.isLoaded) continue;
             channel.isLoaded = false;

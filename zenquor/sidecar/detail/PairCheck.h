@@ -58,6 +58,9 @@ private:
     ZQRCEA608Decoder decoder_;  // calls back here: the object stays where it is
     Place place_;               // of the pair that is being looked at
     std::array<Field, 2> fields_;
+    std::int64_t singles_ = 0;  // control codes without a copy
+    std::int64_t copies_ = 0;
+    Field firstSingle_;
     std::int64_t pairs_ = 0;
     std::int64_t badParityBytes_ = 0;
 };
