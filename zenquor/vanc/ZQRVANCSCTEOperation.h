@@ -56,9 +56,14 @@ public:
     /// @param preRoll  milliseconds.
     static ZQRVANCSCTEOperation timeSignalRequestWithPreRollTime(std::int32_t preRoll);
     /// A segmentation descriptor for the time signal of the same message.
-    /// @param duration  seconds.
-    /// @param upID      UTF-8; its length is one byte on the wire, so what is longer than 255 bytes is cut
-    ///                  between two characters, with an error in the log.
+    /// @param eventCancelIndicator  1 withdraws the event.
+    /// @param duration              seconds; durationExtensionFrames come on top.
+    /// @param upIDType, typeID      segmentation_upid_type and segmentation_type_id of SCTE 35.
+    /// @param upID                  UTF-8; its length is one byte on the wire, so what is longer than 255 bytes is
+    ///                              cut between two characters, with an error in the log.
+    /// @param webDeliveryAllowed    this one, noRegionalBlackout, archiveAllowed and deviceRestrictions (0 to 2 for
+    ///                              a group, 3 for none) count only while deliveryNotRestricted is false.
+    /// @param insertSubSegmentInfo  1 makes subSegmentNum and subSegmentsExpected count.
     static ZQRVANCSCTEOperation insertSegmentationDescriptorRequestWithEventID(
         std::uint32_t eventID, std::int32_t eventCancelIndicator, std::int32_t duration,
         std::int32_t upIDType, std::string_view upID, std::int32_t typeID, std::int32_t segmentNum,

@@ -18,6 +18,9 @@ namespace zenquor {
 ///
 /// A packet always holds a message that the wire can carry: at most 255 operations with identifiers of 16
 /// bits, and a message size of 16 bits. What would exceed this is refused and logged, never cut.
+/// One ancillary packet has room for 255 words; splitting longer messages and joining them is the host's task.
+/// ZQRVANCHelper::addPackets() replaces the messages of a frame: to keep a received one beside an own one,
+/// merge() them or use addPacket().
 ///
 /// Lifecycle:     made empty and filled with addOperation(), or read from received user data words. Reading
 ///                never fails as a whole: values that are missing read 0, a broken operation ends the list.
