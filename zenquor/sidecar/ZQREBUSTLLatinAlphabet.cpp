@@ -79,25 +79,29 @@ std::shared_ptr<ZQREBUSTLLatinAlphabet> ZQREBUSTLLatinAlphabet::initWithFillerCh
     return std::shared_ptr<ZQREBUSTLLatinAlphabet>(new ZQREBUSTLLatinAlphabet(filler));
 }
 
+std::optional<char16_t> ZQREBUSTLLatinAlphabet::combinedCharacter(std::uint8_t mark, std::uint8_t letter) {
+    const Mark& row = marks[mark & 0x0F];
+    const std::size_t index = row.letters.find(letter);
+    if (index == std::u16string_view::npos) return std::nullopt;
+    return row.results[index];
+}
+
 void ZQREBUSTLLatinAlphabet::encodeCharacter(std::uint8_t byte) {
     if ((byte & 0xF0) == firstMark) {
-        pendingMark_ = byte & 0x0F;
+        pendingMark_ = byte;
         return;
     }
     if (!pendingMark_) {
         output(characterForByte(byte));
         return;
     }
-    const std::uint8_t markNumber = *pendingMark_;
+    const std::uint8_t mark = *pendingMark_;
     pendingMark_.reset();
-    const Mark& mark = marks[markNumber];
-    const std::size_t index = mark.letters.find(byte);
-    if (index != std::u16string_view::npos) {
-        output(mark.results[index]);
+    if (const auto character = combinedCharacter(mark, byte)) {
+        output(*character);
         return;
     }
-    ZLGGetHandle().error("ZQREBUSTLLatinAlphabet could not match diacritical pair {} {}",
-                         firstMark + markNumber, byte);
+    ZLGGetHandle().error("ZQREBUSTLLatinAlphabet could not match diacritical pair {} {}", mark, byte);
     if (fillerCharacter() != 0) output(fillerCharacter());
 }
 

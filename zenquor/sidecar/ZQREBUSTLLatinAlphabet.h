@@ -18,6 +18,9 @@ class ZQREBUSTLLatinAlphabet final : public ZQREBUSTLAlphabet {
 public:
     static std::shared_ptr<ZQREBUSTLLatinAlphabet> initWithFillerCharacter(char16_t filler);
 
+    /// What a mark 0xC0 to 0xCF makes of the letter behind it; nothing for one that cannot carry it.
+    static std::optional<char16_t> combinedCharacter(std::uint8_t mark, std::uint8_t letter);
+
     /// A mark waits for the next byte. A letter that cannot carry it is dropped, the filler takes its place
     /// and the log says so.
     void encodeCharacter(std::uint8_t byte) override;
@@ -25,7 +28,7 @@ public:
 private:
     explicit ZQREBUSTLLatinAlphabet(char16_t filler) : ZQREBUSTLAlphabet(filler) {}
 
-    std::optional<std::uint8_t> pendingMark_;  // 0 to 15
+    std::optional<std::uint8_t> pendingMark_;  // 0xC0 to 0xCF
 };
 
 }  // namespace zenquor

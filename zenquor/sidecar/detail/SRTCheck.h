@@ -1,7 +1,6 @@
 #pragma once
 // The check of SubRip files.
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,6 +9,7 @@
 
 #include "zenquor/sidecar/ZQRCaptionChecker.h"
 #include "zenquor/sidecar/detail/RemarkCollector.h"
+#include "zenquor/sidecar/detail/SRTTextCheck.h"
 #include "zenquor/sidecar/detail/TextLines.h"
 
 namespace zenquor::detail {
@@ -49,14 +49,6 @@ private:
     std::optional<Time> checkTime(std::string_view text, const TextLine& line);
     void checkNumber(const Block& block, const Place& place);
     void checkTimes(const Block& block, const Place& place);
-    void checkText(const Block& block, const Place& place);
-    std::u16string checkMarkup(std::string_view line, const Place& place);
-    void checkCharacters(std::u16string_view text, const Place& place);
-    std::u16string_view teletextCharacters();
-    bool canSend(char16_t character);
-    void lose(char16_t character, const Place& place);
-    void checkRows(const std::vector<std::u16string>& rows, const Place& place);
-    void checkPace(const Block& block, const std::vector<std::u16string>& rows, const Place& place);
     void finish();
 
     ZQRCaptionChecker::Report& report_;
@@ -67,14 +59,7 @@ private:
     bool closed_ = true;            // an empty line ended the block
     std::optional<std::int32_t> lastNumber_;
     std::optional<Time> lastIn_, lastOut_;
-    std::int64_t freeAt_ = 0;         // the frame on which the line is free for the next pair
-    std::vector<std::uint8_t> fits_;  // by character: 0 not looked at, 1 fits, 2 does not
-
-    std::u16string teletextCharacters_;
-    bool isUTF8_ = true;
-    std::u16string lost_;  // characters without a neighbour, each once
-    std::int64_t lostCount_ = 0;
-    Place lostAt_;
+    SRTTextCheck text_;
 
     Expected expected_ = Expected::Number;
     std::int64_t readBlocks_ = 0;
