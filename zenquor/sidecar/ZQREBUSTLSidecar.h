@@ -21,8 +21,11 @@ namespace zenquor {
 /// Reads an EBU subtitle data exchange file into blocks and plays them as OP-47 teletext subtitles.
 ///
 /// Every block of the file is one of subtitleBlocks(), also those that are never shown, as a ZQREBUSTLBlock.
-/// Text is read as Latin whatever the file's character code table says.
+/// Text is read as Latin whatever the file's character code table says. Times are taken as they stand: where
+/// the programme starts at 10:00:00:00, vancPacketsAtTimecode() wants timecodes from there on, counted in
+/// timebase().
 ///
+/// Lifecycle:     one pass over the timeline, as ZQRSubtitleSidecar; prepareToReadFromFrame() once before it.
 /// Thread-safety: One thread at a time.
 /// Standards:     EBU Tech 3264.
 class ZQREBUSTLSidecar final : public ZQRSubtitleSidecar {
@@ -31,9 +34,11 @@ public:
     using Date = std::optional<std::chrono::year_month_day>;
     using Timecode = std::optional<ZQCKTimecode>;
 
-    /// Reads the whole file. From a file shorter than its general block nothing is read, and there is no
-    /// output. valid() says whether the disk format code is known and all announced blocks were there; what
-    /// could be read is played either way.
+    /// Reads the whole file. Keys: ZHLSidecarProperties.h.
+    ///
+    /// From a file shorter than its general block nothing is read, and there is no output. valid() says whether
+    /// the disk format code is known and all announced blocks were there; what could be read is played either
+    /// way.
     static std::shared_ptr<ZQREBUSTLSidecar> initForReadingWithURL(const std::filesystem::path& url,
                                                                    ZQDictionary properties);
 

@@ -43,6 +43,8 @@ public:
     void prepareBlock(const ZQRSubtitleBlock&) override {}
     void showBlock(const ZQRSubtitleBlock& block) override;
     void hideBlock(const ZQRSubtitleBlock& block) override;
+    /// Sends a header alone on this frame, which erases the page.
+    void clear();
     /// The two packets, that for line 12 first; none before the first beginFrameAtTimecode().
     ZQRVANCPacketList finishFrame(bool firstFrame) override;
 
@@ -56,7 +58,6 @@ public:
 private:
     ZQRSubtitleOutputOP47() = default;
 
-    void clear();
     bool showLine(const ZQRSubtitleBlock& block, const ZQRSubtitleLinePtr& line, std::int64_t row,
                   bool forceDouble);
     bool append(const ZQRVANCTeletextPacket& packet);
