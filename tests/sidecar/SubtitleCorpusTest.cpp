@@ -44,8 +44,8 @@ std::int32_t number(const std::string& text, int base = 10) {
     return static_cast<std::int32_t>(std::strtol(text.c_str(), nullptr, base));
 }
 
-/// The numbers of a list such as "0, 2"; base 16 for quoted keys such as "'FF': 1, '00': 2".
-std::set<std::int32_t> numbers(const std::string& text, const char* pattern, int base = 10) {
+/// The numbers of a list such as "0, 2"; base 16 for keys such as "'FF': 1, '00': 2".
+std::set<std::int32_t> numbers(const std::string& text, const char* pattern = "(\\d+)", int base = 10) {
     std::set<std::int32_t> values;
     const std::regex one(pattern);
     for (std::sregex_iterator match(text.begin(), text.end(), one), end; match != end; ++match) {
@@ -80,26 +80,36 @@ std::size_t playRows(ZQRSubtitleSidecar& sidecar) {
     return rows;
 }
 
-void compareGeneralBlock(const ZQREBUSTLSidecar& sidecar, const std::string& row) {
-    const auto head = find(row,
-                           "CPN (\\S+) DFC (\\S+) DSC '(.)' CCT '(..)' LC '(..)' TNB (\\d+)\\s+TNS (\\d+)\\s+"
-                           "TNG (\\d+)\\s");
-    EXPECT_EQ(sidecar.codePageNumber(), number(head.at(0)));
-    EXPECT_EQ(sidecar.diskFormatCode(), head[1]);
-    EXPECT_EQ(sidecar.displayStandardCode(), number(head[2]));
-    EXPECT_EQ(sidecar.characterCodeTableNumber(), number(head[3]));
-    EXPECT_EQ(sidecar.languageCode(), number(head[4], 16));
-    EXPECT_EQ(sidecar.totalNumberOfTTIBlocks(), number(head[5]));
-    EXPECT_EQ(sidecar.totalNumberOfSubtitles(), number(head[6]));
-    EXPECT_EQ(sidecar.totalNumberOfSubtitleGroups(), number(head[7]));
+void compareGeneralBlock(const ZQREBUSTLSidecar& file, const std::string& row) {
+    const auto head = find(
+        row,
+        "CPN (\\S+) DFC (\\S+) DSC '(.)' CCT '(..)' LC '(..)' TNB (\\d+)\\s+TNS (\\d+)\\s+TNG (\\d+)\\s");
     const auto more = find(row, "MNC (\\d+) MNR (\\d+) TCS '(.)' TCP (\\d{8}) TCF (\\d{8}) CO '([^']*)'");
-    EXPECT_EQ(sidecar.maximumNumberOfDisplayableCharactersInAnyTextRow(), number(more.at(0)));
-    EXPECT_EQ(sidecar.maximumNumberOfDisplayableRows(), number(more[1]));
-    EXPECT_EQ(sidecar.timecodeStatus(), number(more[2]));
-    ASSERT_TRUE(sidecar.timecodeStartOfProgramme() && sidecar.timecodeFirstInCue());
-    EXPECT_EQ(sidecar.timecodeStartOfProgramme()->descriptionWithSeparator(""), more[3]);
-    EXPECT_EQ(sidecar.timecodeFirstInCue()->descriptionWithSeparator(""), more[4]);
-    EXPECT_EQ(sidecar.countryOfOrigin(), more[5]);
+    EXPECT_EQ(file.diskFormatCode(), head[1]);
+    EXPECT_EQ(file.languageCode(), number(head[4], 16));
+    const std::pair<std::int32_t, std::string> fields[] = {
+        {file.codePageNumber(), head[0]},
+        {file.displayStandardCode(), head[2]},
+        {file.characterCodeTableNumber(), head[3]},
+        {file.totalNumberOfTTIBlocks(), head[5]},
+        {file.totalNumberOfSubtitles(), head[6]},
+        {file.totalNumberOfSubtitleGroups(), head[7]},
+        {file.maximumNumberOfDisplayableCharactersInAnyTextRow(), more[0]},
+        {file.maximumNumberOfDisplayableRows(), more[1]},
+        {file.timecodeStatus(), more[2]}};
+    for (const auto& [field, text] : fields) EXPECT_EQ(field, number(text)) << row;
+    ASSERT_TRUE(file.timecodeStartOfProgramme() && file.timecodeFirstInCue());
+    EXPECT_EQ(file.timecodeStartOfProgramme()->descriptionWithSeparator(""), more[3]);
+    EXPECT_EQ(file.timecodeFirstInCue()->descriptionWithSeparator(""), more[4]);
+    EXPECT_EQ(file.countryOfOrigin(), more[5]);
+}
+
+/// The times of the first and the last block.
+std::vector<std::string> timesOf(const ZQRSubtitleBlockList& blocks) {
+    const auto& first = *blocks.front();
+    const auto& last = *blocks.back();
+    return {first.timecodeIn().description(), first.timecodeOut().description(),
+            last.timecodeIn().description(), last.timecodeOut().description()};
 }
 
 void compareTextBlocks(const ZQREBUSTLSidecar& sidecar, const std::string& row) {
@@ -108,10 +118,7 @@ void compareTextBlocks(const ZQREBUSTLSidecar& sidecar, const std::string& row) 
                             "\\{([^}]*)\\}, CS \\[([^\\]]*)\\] JC \\[([^\\]]*)\\]");
     const auto& blocks = sidecar.subtitleBlocks();
     ASSERT_EQ(blocks.size(), static_cast<std::size_t>(number(facts.at(0))));
-    EXPECT_EQ(blocks.front()->timecodeIn().description(), facts[1]);
-    EXPECT_EQ(blocks.front()->timecodeOut().description(), facts[2]);
-    EXPECT_EQ(blocks.back()->timecodeIn().description(), facts[3]);
-    EXPECT_EQ(blocks.back()->timecodeOut().description(), facts[4]);
+    EXPECT_EQ(timesOf(blocks), std::vector<std::string>(facts.begin() + 1, facts.begin() + 5));
     const auto place = find(row, "VP \\[([^\\]]*)\\] CF \\[([^\\]]*)\\]");
     std::set<std::int32_t> extensions, statuses, justifications, rows, comments;
     for (const auto& block : blocks) {
@@ -123,10 +130,10 @@ void compareTextBlocks(const ZQREBUSTLSidecar& sidecar, const std::string& row) 
         comments.insert(text.comment());
     }
     EXPECT_EQ(extensions, numbers(facts[5], "'([0-9A-Fa-f]+)'", 16));
-    EXPECT_EQ(statuses, numbers(facts[6], "(\\d+)"));
-    EXPECT_EQ(justifications, numbers(facts[7], "(\\d+)"));
-    EXPECT_EQ(rows, numbers(place.at(0), "(\\d+)"));
-    EXPECT_EQ(comments, numbers(place[1], "(\\d+)"));
+    EXPECT_EQ(statuses, numbers(facts[6]));
+    EXPECT_EQ(justifications, numbers(facts[7]));
+    EXPECT_EQ(rows, numbers(place.at(0)));
+    EXPECT_EQ(comments, numbers(place[1]));
 }
 
 TEST(SubtitleCorpus, readsEBUSTLFilesAsMeasuredAndPlaysThem) {
@@ -140,13 +147,7 @@ TEST(SubtitleCorpus, readsEBUSTLFilesAsMeasuredAndPlaysThem) {
         EXPECT_TRUE(sidecar->valid());
         compareGeneralBlock(*sidecar, row);
         compareTextBlocks(*sidecar, row);
-        std::size_t lines = 0;
-        for (const auto& block : sidecar->subtitleBlocks()) lines += block->lines().size();
-        const std::size_t sent = playRows(*sidecar);
-        EXPECT_GT(sent, 0U);
-        std::printf("%-45s %zu blocks, %zu lines, %zu rows sent, %zu log lines\n", name.c_str(),
-                    sidecar->subtitleBlocks().size(), lines, sent, log.lines.size());
-        for (const auto& line : log.lines) std::printf("    %s\n", line.c_str());
+        EXPECT_GT(playRows(*sidecar), 0U);
     }
 }
 
@@ -160,12 +161,6 @@ const std::map<std::string, std::pair<std::size_t, const char*>> partlyRead = {
     {"srt/babelsubs_Untimed_text.srt", {43, "every block runs from 99:59:59 to 99:59:59, so none is shown"}},
 };
 
-/// The timecode of an index time, which may have a dot or fewer digits.
-std::string frameOf(const std::string& time) {
-    const auto timecode = ZQCKTimecode::timecodeWithString(time, test::pal);
-    return timecode ? timecode->description() : time;
-}
-
 TEST(SubtitleCorpus, readsSubRipFilesAsMeasuredOrForAKnownReasonLess) {
     ZENQUOR_NEEDS_SHARED_DATA();
     const auto index = indexOf("srt/", ".srt");
@@ -177,21 +172,19 @@ TEST(SubtitleCorpus, readsSubRipFilesAsMeasuredOrForAKnownReasonLess) {
             test::sharedData(name),
             {{ZHLSRTSidecar_Property_Output, 0}, {ZHLSRTSidecar_Property_Timebase, 2}});
         const auto& blocks = sidecar->subtitleBlocks();
-        const auto facts =
+        auto facts =
             find(row, "(\\d+) timing lines, first (\\S+) --> (\\S+)\\s+last (\\S+) --> ([^\\s,]+,?\\d*)");
-        const auto total = static_cast<std::size_t>(number(facts.at(0)));
         const auto part = partlyRead.find(name);
-        EXPECT_EQ(blocks.size(), part == partlyRead.end() ? total : part->second.first);
-        if (part == partlyRead.end() && !blocks.empty()) {
-            EXPECT_EQ(blocks.front()->timecodeIn().description(), frameOf(facts[1]));
-            EXPECT_EQ(blocks.front()->timecodeOut().description(), frameOf(facts[2]));
-            EXPECT_EQ(blocks.back()->timecodeIn().description(), frameOf(facts[3]));
-            EXPECT_EQ(blocks.back()->timecodeOut().description(), frameOf(facts[4]));
+        const bool isWhole = part == partlyRead.end();
+        EXPECT_EQ(blocks.size(),
+                  isWhole ? static_cast<std::size_t>(number(facts.at(0))) : part->second.first);
+        playRows(*sidecar);
+        if (!isWhole || blocks.empty()) continue;
+        for (auto& time : facts) {
+            if (const auto timecode = ZQCKTimecode::timecodeWithString(time, test::pal))
+                time = timecode->description();
         }
-        const std::size_t sent = playRows(*sidecar);
-        std::printf("%-45s %zu of %zu blocks, %zu rows sent, %zu log lines%s%s\n", name.c_str(),
-                    blocks.size(), total, sent, log.lines.size(), part == partlyRead.end() ? "" : ": ",
-                    part == partlyRead.end() ? "" : part->second.second);
+        EXPECT_EQ(timesOf(blocks), std::vector<std::string>(facts.begin() + 1, facts.end()));
     }
 }
 

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <map>
-#include <sstream>
 
 #include "SharedData.h"
 #include "Support.h"
@@ -20,7 +19,6 @@ using Bytes = std::vector<std::uint8_t>;
 
 struct Unit {
     std::int64_t pts = 0;
-    int pid = 0;
     Teletext packet;
 };
 
@@ -37,7 +35,7 @@ std::uint8_t turned(std::uint8_t byte) {
 }
 
 /// The data units of a DVB teletext PES packet (ETSI EN 300 472), which come most significant bit first.
-void readPES(const Bytes& pes, int pid, std::vector<Unit>& units) {
+void readPES(const Bytes& pes, std::vector<Unit>& units) {
     if (pes.size() < 9 || pes[0] != 0 || pes[1] != 0 || pes[2] != 1 || pes[3] != 0xBD) return;
     std::size_t at = 9U + pes[8];
     if (pes.size() <= at || pes[at] < 0x10 || pes[at] > 0x1F) return;
@@ -51,7 +49,7 @@ void readPES(const Bytes& pes, int pid, std::vector<Unit>& units) {
         Bytes bytes(pes.begin() + static_cast<std::ptrdiff_t>(at) + 4,
                     pes.begin() + static_cast<std::ptrdiff_t>(at) + 46);
         std::transform(bytes.begin(), bytes.end(), bytes.begin(), turned);
-        units.push_back({pts, pid, packetOf(bytes)});
+        units.push_back({pts, packetOf(bytes)});
     }
 }
 
@@ -66,27 +64,12 @@ std::vector<Unit> readTransportStream(const std::string& stream) {
         if (begin >= 188) continue;
         Bytes& pes = open[pid];
         if ((ts[1] & 0x40) != 0) {
-            readPES(pes, pid, units);
+            readPES(pes, units);
             pes.clear();
         }
         pes.insert(pes.end(), ts + begin, ts + 188);
     }
-    for (const auto& [pid, pes] : open) readPES(pes, pid, units);
-    return units;
-}
-
-std::vector<Unit> readUnits(const std::string& text) {
-    std::vector<Unit> units;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.empty() || line[0] == '#') continue;
-        std::istringstream fields(line);
-        Bytes bytes;
-        for (unsigned value; bytes.size() < 44 && fields >> std::hex >> value;)
-            bytes.push_back(static_cast<std::uint8_t>(value));
-        units.push_back(
-            {std::stoll(line.substr(line.find("pts=") + 4)), 5104, packetOf(std::span(bytes).subspan(2))});
-    }
+    for (const auto& [pid, pes] : open) readPES(pes, units);
     return units;
 }
 
@@ -96,11 +79,10 @@ struct Reading {
     ZQRTeletextPageReader::Statistics statistics;
 };
 
-Reading read(const std::vector<Unit>& units, std::optional<std::int32_t> page,
-             std::optional<std::uint32_t> set = {}) {
+Reading read(const std::vector<Unit>& units, std::optional<std::int32_t> page) {
     const test::LogCapture log;
     Reading reading;
-    ZQRTeletextPageReader reader({page, set}, [&](const ZQRScreenBlockPtr& block) {
+    ZQRTeletextPageReader reader({page, {}}, [&](const ZQRScreenBlockPtr& block) {
         const auto in = block->timecodeIn().framesSinceMidnight();
         reading.texts.push_back(
             fmt::format("{}+{} {}", in, block->timecodeOut().framesSinceMidnight() - in, block->text()));
@@ -139,10 +121,6 @@ TEST(TeletextCorpus, SubtitlesOfAWholeServiceComeOutPageByPage) {
     EXPECT_THAT(read(units, 0x799).texts,
                 ElementsAre("59+75 Han er ikke egnet\ntil dette klassetrin.",
                             "147+31 Så sæt ham et år ned, så han kan\nindhente det forsømte."));
-    const auto subtitleUnits = readUnits(test::readSharedData("op47/subtitleedit_teletext_units.hex"));
-    EXPECT_EQ(subtitleUnits.size(), 30U);
-    EXPECT_THAT(read(subtitleUnits, {}).texts,
-                ElementsAre("38+113 Für diese Klassenstufe ist er nicht\ngeeignet. Stufen Sie ihn zurück!"));
 }
 
 TEST(TeletextCorpus, AMalformedStreamGivesWhatCanBeReadOfIt) {
