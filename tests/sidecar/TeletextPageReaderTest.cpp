@@ -95,7 +95,7 @@ struct Air {
 
 TEST(TeletextPageReader, ATextStandsFromItsRowsToTheHeaderThatErasesThem) {
     Air air;
-    air.send(10, {header(), boxed(20, u"One"), boxed(22, u"Two")});
+    air.send(10, {header(), boxed(20, u"One"), boxed(22, u"Two"), row(25, u"")});
     air.send(30, {header()});
     air.send(50, {header()});
     air.send(51, {boxed(22, u"Three")});
@@ -126,7 +126,7 @@ TEST(TeletextPageReader, APageThatIsSentAgainStaysOneBlock) {
     EXPECT_EQ(air.reader.statistics().repeats, 4U);
 }
 
-TEST(TeletextPageReader, RowsAfterTheSettlingTimeAreAnotherText) {
+TEST(TeletextPageReader, RowsAfterTheSettlingTimeOrWithoutAnEndAreAnotherText) {
     Air air;
     air.send(0, {header(), boxed(22, u"One")});
     air.send(10, {header()});
@@ -134,16 +134,13 @@ TEST(TeletextPageReader, RowsAfterTheSettlingTimeAreAnotherText) {
     air.send(20, {boxed(20, u"And")});  // a row joins
     air.reader.finish(at(30));
     EXPECT_THAT(air.blocks, ElementsAre("0-10 22/2 One", "13-20 22/2 One", "20-30 20/2 And 22/2 One"));
-}
-
-TEST(TeletextPageReader, RowsThatNeverCeaseStillMakeBlocks) {
-    Air air;
-    air.send(0, {header()});
+    Air endless;
+    endless.send(0, {header()});
     for (std::int64_t frame = 1; frame <= 40; ++frame) {
-        air.send(frame, {boxed(22, std::u16string(1, static_cast<char16_t>(u'A' + frame % 26)))});
+        endless.send(frame, {boxed(22, std::u16string(1, static_cast<char16_t>(u'A' + frame % 26)))});
     }
-    air.reader.finish(at(41));
-    EXPECT_THAT(air.blocks, ElementsAre("1-13 22/2 M", "13-26 22/2 Z", "26-39 22/2 M", "39-41 22/2 O"));
+    endless.reader.finish(at(41));
+    EXPECT_THAT(endless.blocks, ElementsAre("1-13 22/2 M", "13-26 22/2 Z", "26-39 22/2 M", "39-41 22/2 O"));
 }
 
 TEST(TeletextPageReader, FollowsOnePageThroughMagazinesAndOtherPages) {
@@ -161,74 +158,59 @@ TEST(TeletextPageReader, FollowsOnePageThroughMagazinesAndOtherPages) {
     }
 
     Air air;
-    air.send(0, {with(header(0x100), &Teletext::setControlSubtitle, false), header(0x777), boxed(20, u"A", 7),
-                 header(0x888), boxed(20, u"B")});
+    air.send(0, {with(header(0x100), &Teletext::setControlSubtitle, false), header(0x70A), header(0x777),
+                 boxed(20, u"A", 7), header(0x888), boxed(20, u"B")});
     EXPECT_EQ(air.reader.page(), 0x777);
-    EXPECT_THAT(air.reader.pages(), ElementsAre(0x100, 0x777, 0x888));
-    EXPECT_THAT(air.reader.subtitlePages(), ElementsAre(0x777, 0x888));
-}
-
-TEST(TeletextPageReader, SaysWhenNoPageCarriesSubtitles) {
-    Air air;
-    air.send(0, {with(header(), &Teletext::setControlSubtitle, false), row(20, u"Weather")});
-    air.reader.finish(at(10));
-    EXPECT_THAT(air.blocks, IsEmpty());
-    EXPECT_THAT(air.remarks, ElementsAre(Kind::Loss));
+    EXPECT_THAT(air.reader.pages(), ElementsAre(0x100, 0x70A, 0x777, 0x888));
+    EXPECT_THAT(air.reader.subtitlePages(), ElementsAre(0x70A, 0x777, 0x888));
+    Air none;
+    none.send(0, {with(header(), &Teletext::setControlSubtitle, false), row(20, u"Weather")});
+    none.reader.finish(at(10));
+    EXPECT_THAT(none.blocks, IsEmpty());
+    EXPECT_THAT(none.remarks, ElementsAre(Kind::Loss));
 }
 
 TEST(TeletextPageReader, ShowsWhatAReceiverShows) {
-    const auto flash =
-        with(with(header(), &Teletext::setControlNewsflash, true), &Teletext::setControlSubtitle, false);
     const auto plain = with(header(), &Teletext::setControlSubtitle, false);
+    const auto flash = with(plain, &Teletext::setControlNewsflash, true);
     const auto inhibited = with(header(), &Teletext::setControlInhibitDisplay, true);
-    const struct {
-        const char* what;
-        Packets packets;
-        std::vector<std::string> blocks;
-    } cases[] = {
-        {"outside boxes", {header(), row(20, u"No \x0B\x0Byes\x0A\x0A no")}, {"0-10 20/5 yes"}},
-        {"no box", {header(), row(20, u"No")}, {}},
-        {"half a box", {header(), row(20, u"\x0Byes\x0A no")}, {"0-10 20/1 yes"}},
-        {"two boxes", {header(), row(20, u"\x0B\x0Byes\x0A\x0Ano\x0B\x0Byes")}, {"0-10 20/2 yes yes"}},
-        {"newsflash", {flash, row(20, u"No \x0B\x0Byes")}, {"0-10 20/5 yes"}},
-        {"no boxes wanted", {plain, row(20, u"  Yes")}, {"0-10 20/2 Yes"}},
-        {"inhibited", {inhibited, boxed(20, u"No")}, {}},
-        {"row 25", {header(), boxed(24, u"Yes"), boxed(25, u"No")}, {"0-10 24/2 Yes"}},
-        {"double height",
-         {header(), boxed(20, u"\x0DHigh"), boxed(21, u"No"), boxed(22, u"Low")},
-         {"0-10 20/3D High 22/2 Low"}},
-        {"height ended",
-         {header(), boxed(20, u"\x0D \x0CLow"), boxed(21, u"Yes")},
-         {"0-10 20/5 Low 21/2 Yes"}},
-        {"double width", {header(), boxed(20, u"\x0EWxixdxex  \x0Cit")}, {"0-10 20/3 Wide it"}},
-        {"conceal", {header(), boxed(20, u"Who? \x18Me \x02You")}, {"0-10 20/2 Who? You"}},
-        {"mosaics",
-         {header(), boxed(20,
-                          u"\x12"
-                          u"aAb\x03"
-                          u"c")},
-         {"0-10 20/4 A c"}},
-        {"spaces", {header(), boxed(20, u"  a   b  ")}, {"0-10 20/4 a   b"}},
-        {"escape",
-         {header(), boxed(20,
-                          u"a\x1B"
-                          u"b\x08"
-                          u"c\x1D"
-                          u"d")},
-         {"0-10 20/2 a b c d"}},
+    const auto broken = [](const Teletext& packet, std::size_t byte) {
+        auto bytes = packet.data();
+        bytes[byte] ^= 1;
+        return Teletext::initWithBytes(bytes);
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(Air::show(c.packets, {.page = 0x888, .characterSet = {}}), c.blocks) << c.what;
+    // The packets behind a header, and what stands within boxes.
+    const std::pair<Packets, const char*> cases[] = {
+        {{row(20, u"No \013\013yes\012\012 no")}, "20/5 yes"},
+        {{row(20, u"No")}, ""},
+        {{row(20, u"\013yes\012 no")}, "20/1 yes"},  // half a box
+        {{row(20, u"\013\013yes\012\012no\013\013yes")}, "20/2 yes yes"},
+        {{flash, row(20, u"No \013\013yes")}, "20/5 yes"},
+        {{plain, row(20, u"  Yes")}, "20/2 Yes"},  // no box is wanted
+        {{inhibited, boxed(20, u"No")}, ""},
+        {{boxed(24, u"Yes"), boxed(25, u"No")}, "24/2 Yes"},
+        {{boxed(20, u"\015High"), boxed(21, u"No"), boxed(22, u"Low")}, "20/3D High 22/2 Low"},
+        {{boxed(20, u"\015 \014Low"), boxed(21, u"Yes")}, "20/5 Low 21/2 Yes"},
+        {{boxed(20, u"\016Wxixdxex  \014it")}, "20/3 Wide it"},
+        {{boxed(20, u"Who? \030Me \002You")}, "20/2 Who? You"},  // concealed
+        {{boxed(20, u"\022aAb―c\003c")}, "20/4 A c"},            // mosaics
+        {{boxed(20, u"  a   b  ")}, "20/4 a   b"},
+        {{boxed(20, u"a\033b\010c\035d")}, "20/2 a b c d"},
+        {{boxed(20, u"Yes"), broken(header(0x801), 6), boxed(22, u"No")}, "20/2 Yes"},
+        {{boxed(20, u"Yes"), broken(row(21, u"x"), 3), boxed(22, u"too")}, "20/2 Yes 22/2 too"},
+    };
+    for (const auto& [packets, text] : cases) {
+        Packets page = {header()};
+        page.insert(page.end(), packets.begin(), packets.end());
+        const auto blocks = Air::show(page, {.page = 0x888, .characterSet = {}});
+        EXPECT_EQ(blocks.empty() ? "" : blocks[0], *text ? fmt::format("0-10 {}", text) : "") << text;
     }
 }
 
 TEST(TeletextPageReader, ColoursAreRunsOverAllLines) {
     Air air;
-    air.send(0, {header(), boxed(20, u"a \x01red rag\x07 b"),
-                 boxed(22,
-                       u"\x06"
-                       u"cyan\x02"
-                       u"green")});
+    air.send(0, {header(), boxed(20, u"a \x01red rag\x07 b"), boxed(22, u"\006cyan\002green"), row(25, u""),
+                 boxed(25, u"unseen")});
     air.reader.finish(at(10));
     ASSERT_THAT(air.blocks, ElementsAre("0-10 20/2 a red rag b 22/3 cyan green"));
     std::string runs;
@@ -239,6 +221,7 @@ TEST(TeletextPageReader, ColoursAreRunsOverAllLines) {
         });
     }
     EXPECT_EQ(runs, "FF0000 2+7 00FFFF 11+4 00FF00 16+5 ");
+    EXPECT_THAT(air.remarks, ElementsAre(Kind::SafeArea));
 }
 
 TEST(TeletextPageReader, ReadsNationalSetsAndLettersOfPacket26) {
@@ -298,19 +281,6 @@ TEST(TeletextPageReader, WrongParityIsASpaceUntilThePageComesAgain) {
     EXPECT_THAT(air.blocks, ElementsAre("0-20 20/2 Dam ge", "20-30 20/2 O her!"));
     EXPECT_EQ(air.reader.statistics().parityErrors, 6U);
     EXPECT_THAT(air.remarks, ElementsAre(Kind::Parity));
-}
-
-TEST(TeletextPageReader, ADamagedHeaderEndsThePage) {
-    auto bytes = header(0x801).data();
-    bytes[6] ^= 1;
-    const auto broken = Teletext::initWithBytes(bytes);
-    EXPECT_THAT(Air::show({header(), boxed(20, u"Yes"), broken, boxed(22, u"No")}),
-                ElementsAre("0-10 20/2 Yes"));
-    bytes = row(21, u"x").data();
-    bytes[3] ^= 1;
-    const auto brokenRow = Teletext::initWithBytes(bytes);
-    EXPECT_THAT(Air::show({header(), boxed(20, u"Yes"), brokenRow, boxed(22, u"too")}),
-                ElementsAre("0-10 20/2 Yes 22/2 too"));
 }
 
 TEST(TeletextPageReader, ATimecodeThatRunsBackwardsEndsTheTextAndMidnightDoesNot) {
