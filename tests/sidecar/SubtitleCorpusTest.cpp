@@ -3,13 +3,11 @@
 #include <algorithm>
 #include <map>
 #include <regex>
-#include <set>
 #include <sstream>
 
 #include "SharedData.h"
 #include "Support.h"
 #include "zenquor/host/ZHLSidecarProperties.h"
-#include "zenquor/sidecar/ZQREBUSTLBlock.h"
 #include "zenquor/sidecar/ZQREBUSTLSidecar.h"
 #include "zenquor/sidecar/ZQRSRTSidecar.h"
 #include "zenquor/sidecar/ZQRSubtitleOutputOP47.h"
@@ -44,16 +42,6 @@ std::int32_t number(const std::string& text, int base = 10) {
     return static_cast<std::int32_t>(std::strtol(text.c_str(), nullptr, base));
 }
 
-/// The numbers of a list such as "0, 2"; base 16 for keys such as "'FF': 1, '00': 2".
-std::set<std::int32_t> numbers(const std::string& text, const char* pattern = "(\\d+)", int base = 10) {
-    std::set<std::int32_t> values;
-    const std::regex one(pattern);
-    for (std::sregex_iterator match(text.begin(), text.end(), one), end; match != end; ++match) {
-        values.insert(number((*match)[1], base));
-    }
-    return values;
-}
-
 /// Plays from the first block to behind the last, frame by frame: every line of a block that lasts must be
 /// sent, or counted as dropped. @return the teletext rows sent.
 std::size_t playRows(ZQRSubtitleSidecar& sidecar) {
@@ -80,60 +68,12 @@ std::size_t playRows(ZQRSubtitleSidecar& sidecar) {
     return rows;
 }
 
-void compareGeneralBlock(const ZQREBUSTLSidecar& file, const std::string& row) {
-    const auto head = find(
-        row,
-        "CPN (\\S+) DFC (\\S+) DSC '(.)' CCT '(..)' LC '(..)' TNB (\\d+)\\s+TNS (\\d+)\\s+TNG (\\d+)\\s");
-    const auto more = find(row, "MNC (\\d+) MNR (\\d+) TCS '(.)' TCP (\\d{8}) TCF (\\d{8}) CO '([^']*)'");
-    EXPECT_EQ(file.diskFormatCode(), head[1]);
-    EXPECT_EQ(file.languageCode(), number(head[4], 16));
-    const std::pair<std::int32_t, std::string> fields[] = {
-        {file.codePageNumber(), head[0]},
-        {file.displayStandardCode(), head[2]},
-        {file.characterCodeTableNumber(), head[3]},
-        {file.totalNumberOfTTIBlocks(), head[5]},
-        {file.totalNumberOfSubtitles(), head[6]},
-        {file.totalNumberOfSubtitleGroups(), head[7]},
-        {file.maximumNumberOfDisplayableCharactersInAnyTextRow(), more[0]},
-        {file.maximumNumberOfDisplayableRows(), more[1]},
-        {file.timecodeStatus(), more[2]}};
-    for (const auto& [field, text] : fields) EXPECT_EQ(field, number(text)) << row;
-    ASSERT_TRUE(file.timecodeStartOfProgramme() && file.timecodeFirstInCue());
-    EXPECT_EQ(file.timecodeStartOfProgramme()->descriptionWithSeparator(""), more[3]);
-    EXPECT_EQ(file.timecodeFirstInCue()->descriptionWithSeparator(""), more[4]);
-    EXPECT_EQ(file.countryOfOrigin(), more[5]);
-}
-
 /// The times of the first and the last block.
 std::vector<std::string> timesOf(const ZQRSubtitleBlockList& blocks) {
     const auto& first = *blocks.front();
     const auto& last = *blocks.back();
     return {first.timecodeIn().description(), first.timecodeOut().description(),
             last.timecodeIn().description(), last.timecodeOut().description()};
-}
-
-void compareTextBlocks(const ZQREBUSTLSidecar& sidecar, const std::string& row) {
-    const auto facts = find(row,
-                            "; (\\d+) TTI, first TCI (\\S+) TCO (\\S+), last TCI (\\S+) TCO (\\S+), EBN "
-                            "\\{([^}]*)\\}, CS \\[([^\\]]*)\\] JC \\[([^\\]]*)\\]");
-    const auto& blocks = sidecar.subtitleBlocks();
-    ASSERT_EQ(blocks.size(), static_cast<std::size_t>(number(facts.at(0))));
-    EXPECT_EQ(timesOf(blocks), std::vector<std::string>(facts.begin() + 1, facts.begin() + 5));
-    const auto place = find(row, "VP \\[([^\\]]*)\\] CF \\[([^\\]]*)\\]");
-    std::set<std::int32_t> extensions, statuses, justifications, rows, comments;
-    for (const auto& block : blocks) {
-        const auto& text = dynamic_cast<const ZQREBUSTLBlock&>(*block);
-        extensions.insert(text.extensionBlockNumber());
-        statuses.insert(text.cumulativeStatus());
-        justifications.insert(text.justification());
-        rows.insert(text.verticalPosition());
-        comments.insert(text.comment());
-    }
-    EXPECT_EQ(extensions, numbers(facts[5], "'([0-9A-Fa-f]+)'", 16));
-    EXPECT_EQ(statuses, numbers(facts[6]));
-    EXPECT_EQ(justifications, numbers(facts[7]));
-    EXPECT_EQ(rows, numbers(place.at(0)));
-    EXPECT_EQ(comments, numbers(place[1]));
 }
 
 TEST(SubtitleCorpus, readsEBUSTLFilesAsMeasuredAndPlaysThem) {
@@ -145,8 +85,22 @@ TEST(SubtitleCorpus, readsEBUSTLFilesAsMeasuredAndPlaysThem) {
         const LogCapture log;
         const auto sidecar = ZQREBUSTLSidecar::initForReadingWithURL(test::sharedData(name), {});
         EXPECT_TRUE(sidecar->valid());
-        compareGeneralBlock(*sidecar, row);
-        compareTextBlocks(*sidecar, row);
+        const auto general = find(row, "DFC (\\S+) .*LC '(..)' TNB (\\d+)\\s.* TCP (\\d{8}) .* CO '([^']*)'");
+        EXPECT_EQ(sidecar->diskFormatCode(), general[0]);
+        EXPECT_EQ(sidecar->languageCode(), number(general[1], 16));
+        EXPECT_EQ(sidecar->totalNumberOfTTIBlocks(), number(general[2]));
+        EXPECT_EQ(sidecar->timecodeStartOfProgramme().value().descriptionWithSeparator(""), general[3]);
+        EXPECT_EQ(sidecar->countryOfOrigin(), general[4]);
+        const auto texts = find(
+            row, "; (\\d+) TTI, first TCI (\\S+) TCO (\\S+), last TCI (\\S+) TCO (\\S+), .* VP \\[(\\d+)");
+        const auto& blocks = sidecar->subtitleBlocks();
+        ASSERT_EQ(blocks.size(), static_cast<std::size_t>(number(texts[0])));
+        EXPECT_EQ(timesOf(blocks), std::vector<std::string>(texts.begin() + 1, texts.begin() + 5));
+        const auto highest =
+            std::min_element(blocks.begin(), blocks.end(), [](const auto& one, const auto& other) {
+                return one->verticalPosition() < other->verticalPosition();
+            });
+        EXPECT_EQ((*highest)->verticalPosition(), number(texts[5]));
         EXPECT_GT(playRows(*sidecar), 0U);
     }
 }
