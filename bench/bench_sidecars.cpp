@@ -25,9 +25,7 @@ namespace {
 
 const ZQCKTimebase ntsc = ZQCKTimebase::timebaseForFramerate(3);
 const ZQCKTimebase ntsc60 = ZQCKTimebase::timebaseForFramerate(6);
-constexpr double longLineLimit = 3;  // times what std::getline takes
-constexpr double shortLineLimit =
-    3.5;  // lines of 66 characters: what a line costs beyond its text counts more
+constexpr double lineLimit = 3;         // times what std::getline takes
 constexpr double hourLimitSeconds = 1;  // of processor time for an hour at 59.94 frames per second
 
 /// A folder that goes away with the program.
@@ -77,7 +75,8 @@ void writeSCC(const std::filesystem::path& path) {
     }
 }
 
-/// @p lines caption packets, each with a pair, one every @p step frames.
+/// @p lines caption packets as pop-on captions give them, one every @p step frames: 20 triplets, service
+/// information, 81 characters a line. Files with CEA-708 text have longer lines, which cost less beside getline.
 void writeMCC(const std::filesystem::path& path, ZQCKTimebase timebase, int lines, int step) {
     std::mt19937 random(2);
     const auto sidecar = ZQRMCCSidecar::initForWritingWithURL(path, timebase);
@@ -157,9 +156,9 @@ int main() {
     writeMCC(folder / "lines.mcc", ntsc, 30000, 1);
     writeMCC(folder / "hour.mcc", ntsc60, static_cast<int>(ntsc60.framesPerHour()) / 2, 2);
     bool good = benchReading<ZQRSCCSidecar>("SCC, 1500 lines of 30 pairs", folder / "hour.scc", ntsc, 1500,
-                                            72, longLineLimit);
-    good &=
-        benchReading<ZQRMCCSidecar>("MCC, 30000 lines", folder / "lines.mcc", ntsc, 30000, 1, shortLineLimit);
+                                            72, lineLimit);
+    good &= benchReading<ZQRMCCSidecar>("MCC, 30000 lines of 20 triplets", folder / "lines.mcc", ntsc, 30000,
+                                        1, lineLimit);
     good &= benchHour<ZQRSCCSidecar>("SCC, an hour of 59.94 frames per second", folder / "hour.scc", ntsc60);
     good &= benchHour<ZQRMCCSidecar>("MCC, an hour of 59.94 frames per second, a line every second frame",
                                      folder / "hour.mcc", ntsc60);

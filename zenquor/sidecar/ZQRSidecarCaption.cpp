@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 
 #include <fmt/format.h>
+
+#include "zenquor/core/ByteOrder.h"
 
 namespace zenquor {
 namespace {
@@ -54,6 +57,7 @@ std::optional<std::uint8_t> hexadecimalDigit(char character) {
 }
 
 constexpr std::size_t longestLetter = 27;
+constexpr std::size_t usualLetter = 8;
 
 /// A letter's bytes side by side, in a size that copies at once.
 struct LetterBytes {
@@ -73,30 +77,34 @@ constexpr auto letterBytes = [] {
     return table;
 }();
 
-/// What a character is to a whole text: a digit's value, or one of these. They are so large that four kinds,
-/// put together as four digits, tell whether all of them are digits.
-constexpr std::uint32_t letterKind = 0x10000;
-constexpr std::uint32_t otherKind = 0x20000;
+/// Two characters of text as they lie in memory.
+using CharacterPair = std::array<char, 2>;
 
-constexpr auto characterKinds = [] {
-    std::array<std::uint32_t, 256> table = {};
-    for (auto& kind : table) kind = otherKind;
-    for (unsigned i = 0; i < 10; ++i) table['0' + i] = i;
-    for (unsigned i = 0; i < 6; ++i) table['A' + i] = table['a' + i] = 10 + i;
-    for (char c = firstLetter; c <= lastLetter; ++c) table[static_cast<unsigned char>(c)] = letterKind;
+/// What two characters are as digits: a byte, or noByte. Large, so that a look-up is all that a byte costs; digits
+/// use few places of it, side by side.
+constexpr std::uint16_t noByte = 0x100;
+constexpr auto bytesOfDigits = [] {
+    std::array<std::uint16_t, 0x10000> table = {};
+    for (auto& byte : table) byte = noByte;
+    constexpr std::string_view digits = "0123456789ABCDEFabcdef";
+    constexpr auto valueAt = [](std::size_t i) { return i < 16 ? i : i - 6; };
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        for (std::size_t j = 0; j < digits.size(); ++j) {
+            table[std::bit_cast<std::uint16_t>(CharacterPair{digits[i], digits[j]})] =
+                static_cast<std::uint16_t>(valueAt(i) << 4 | valueAt(j));
+        }
+    }
     return table;
 }();
 
-std::uint32_t kindOf(char character) {
-    return characterKinds[static_cast<unsigned char>(character)];
+unsigned twoDigits(const char* text) {
+    std::uint16_t pair = 0;
+    std::memcpy(&pair, text, sizeof pair);
+    return bytesOfDigits[pair];
 }
 
-/// The value of so many digits; at least letterKind when one of them is none.
-std::uint32_t twoDigits(const char* text) {
-    return kindOf(text[0]) << 4 | kindOf(text[1]);
-}
-std::uint32_t fourDigits(const char* text) {
-    return twoDigits(text) << 8 | twoDigits(text + 2);
+bool isLetter(char character) {
+    return character >= firstLetter && character <= lastLetter;
 }
 
 /// Where decoding stands: the text from `next` on, the memory from `out` on.
@@ -105,41 +113,38 @@ struct Position {
     std::uint8_t* out;
 };
 
-Position stepFourDigits(Position at, std::uint32_t value) {
-    at.out[0] = static_cast<std::uint8_t>(value >> 8);
-    at.out[1] = static_cast<std::uint8_t>(value);
-    return {at.next + 4, at.out + 2};
-}
-
 /// Four digits and a space, again and again: what SCC lines are made of.
 Position decodePairs(Position at, const char* end, const std::uint8_t* limit) {
     while (end - at.next > 4 && at.next[4] == ' ' && at.out < limit) {
-        const std::uint32_t value = fourDigits(at.next);
-        if (value >= letterKind) break;
-        at = stepFourDigits(at, value);
-        ++at.next;
+        const unsigned first = twoDigits(at.next);
+        const unsigned second = twoDigits(at.next + 2);
+        if ((first | second) >= noByte) break;
+        at.out[0] = static_cast<std::uint8_t>(first);
+        at.out[1] = static_cast<std::uint8_t>(second);
+        at = {at.next + 5, at.out + 2};
     }
     return at;
 }
 
-/// Letters and groups of four digits.
+/// Letters and digits, four at once where they stand together.
 Position decodeLettersAndDigits(Position at, const char* end, const std::uint8_t* limit) {
-    while (at.next != end && at.out < limit) {
-        if (kindOf(*at.next) == letterKind) {
+    while (end - at.next >= 4 && at.out < limit) {
+        if (isLetter(*at.next)) {
             const LetterBytes& expansion = letterBytes[*at.next - firstLetter];
-            std::memcpy(at.out, &expansion, slack);
+            std::memcpy(at.out, &expansion, usualLetter);
+            if (expansion.size > usualLetter) std::memcpy(at.out, &expansion, slack);
             at = {at.next + 1, at.out + expansion.size};
             continue;
         }
-        if (end - at.next < 4) break;
-        const std::uint32_t value = fourDigits(at.next);
-        if (value < letterKind) {
-            at = stepFourDigits(at, value);
-        } else if (twoDigits(at.next) < letterKind) {
-            *at.out = static_cast<std::uint8_t>(twoDigits(at.next));
-            at = {at.next + 2, at.out + 1};
+        const unsigned first = twoDigits(at.next);
+        const unsigned second = twoDigits(at.next + 2);
+        if (first >= noByte) break;
+        at.out[0] = static_cast<std::uint8_t>(first);
+        at.out[1] = static_cast<std::uint8_t>(second);
+        if (second < noByte) {  // a branch, so that the next step need not wait for this one's look-ups
+            at = {at.next + 4, at.out + 2};
         } else {
-            break;
+            at = {at.next + 2, at.out + 1};
         }
     }
     return at;
@@ -153,7 +158,7 @@ Position decodeWholeBytes(Position at, const char* end, const std::uint8_t* limi
         if (at.next == end || at.out >= limit) break;
         if (*at.next == ' ') {
             ++at.next;
-        } else if (end - at.next >= 2 && twoDigits(at.next) < letterKind) {
+        } else if (end - at.next >= 2 && twoDigits(at.next) < noByte) {
             *at.out = static_cast<std::uint8_t>(twoDigits(at.next));
             at = {at.next + 2, at.out + 1};
         } else {
@@ -193,16 +198,26 @@ Encoding encodingOf(std::span<const std::uint8_t> bytes) {
     return best.letter ? best : Encoding{nullptr, spelledOut};
 }
 
-/// Whether eight characters are two digits, ":" or ";", and so on: "00:00:00". All at once, because every line
-/// of a caption file is looked at; the form reads the same from both ends, so byte order does not matter.
-bool areThreeNumbers(const char* text) {
+/// Eight characters less '0', the first one highest: digits are 0 to 9, ":" 10 and ";" 11. All at once, because
+/// every line of a caption file is looked at.
+std::uint64_t eightValues(const char* text) {
+    return readBE64(reinterpret_cast<const std::uint8_t*>(text)) ^ 0x3030'3030'3030'3030;
+}
+
+/// Whether eight characters are two digits, ":" or ";", and so on: "00:00:00".
+bool areThreeNumbers(std::uint64_t values) {
     constexpr std::uint64_t separators = 0x0000'FF00'00FF'0000;
-    std::uint64_t characters = 0;
-    std::memcpy(&characters, text, sizeof characters);
-    const std::uint64_t values = characters ^ 0x3030'3030'3030'3030;  // 0 to 9, ":" 10 and ";" 11
     const std::uint64_t carried = values + (0x0606'0606'0606'0606 & ~separators);
     const bool areSmall = ((values | carried) & 0xF0F0'F0F0'F0F0'F0F0) == 0;
     return areSmall && (values & separators & 0xFEFE'FEFE'FEFE'FEFE) == (separators & 0x0A0A'0A0A'0A0A'0A0A);
+}
+
+/// Each character's value taken with the next one's as a number of two digits; none carries into another.
+std::uint64_t numbersOf(std::uint64_t values) {
+    return values * 10 + (values << 8);
+}
+unsigned numberAt(std::uint64_t numbers, int index) {
+    return numbers >> (56 - 8 * index) & 0xFF;
 }
 
 }  // namespace
@@ -211,11 +226,12 @@ bool ZQRSidecarCaption::validateTimecode(std::string_view text, ZQCKTimebase tim
     constexpr std::size_t timecodeLength = 11;
     if (text.size() <= timecodeLength) return false;
     // The first and the last eight characters have the same form.
-    if (!areThreeNumbers(text.data()) || !areThreeNumbers(text.data() + 3)) return false;
-    const auto number = [text](std::size_t i) {
-        return static_cast<unsigned>(text[i] - '0') * 10 + static_cast<unsigned>(text[i + 1] - '0');
-    };
-    timecode_ = ZQCKTimecode::timecodeWithHours(number(0), number(3), number(6), number(9), timebase);
+    const std::uint64_t first = eightValues(text.data());
+    const std::uint64_t last = eightValues(text.data() + 3);
+    if (!areThreeNumbers(first) || !areThreeNumbers(last)) return false;
+    const std::uint64_t numbers = numbersOf(first);
+    timecode_ = ZQCKTimecode::timecodeWithHours(numberAt(numbers, 0), numberAt(numbers, 3),
+                                                numberAt(numbers, 6), numberAt(numbersOf(last), 6), timebase);
     return true;
 }
 
@@ -225,7 +241,7 @@ bool ZQRSidecarCaption::appendNibble(char character, bool allowMCCEncoding) {
         return true;
     }
     if (character == ' ') return true;
-    if (!allowMCCEncoding || character < firstLetter || character > lastLetter) return false;
+    if (!allowMCCEncoding || !isLetter(character)) return false;
     const Letter& letter = letters[character - firstLetter];
     for (std::size_t i = 0; i < letter.size(); ++i) {
         appendNibbleValue(letter[i] >> 4);
