@@ -2,13 +2,13 @@
 
 #include <fmt/format.h>
 
+#include "CaptionErrors.h"
 #include "TimeMapping.h"
 #include "zenquor/vanc/ZQRVANCHelper.h"
 
 namespace zenquor::tools {
 namespace {
 
-constexpr const char* captionErrorDomain = "ZQCaptionErrorDomain";
 constexpr int wordsOfEightBits = 1;  // the 291M form of MCC files
 constexpr int rate2398 = 0, rate24 = 1;
 
@@ -23,8 +23,7 @@ std::unique_ptr<AncillaryFile> AncillaryFile::create(const std::filesystem::path
         path, timebase.frameRate() == rate2398 ? ZQCKTimebase::timebaseForFramerate(rate24) : timebase);
     file->file_ = file->sidecar_->outputFile();
     if (file->sidecar_->valid()) return file;
-    fail(error, ZQError::errorWithDomain(captionErrorDomain, -1,
-                                         fmt::format("\"{}\" cannot be written.", path.string())));
+    failToWrite(path, error);
     return nullptr;
 }
 
@@ -41,11 +40,7 @@ void AncillaryFile::add(const ZQRVANCPacketList& packets, const ZQCKTimecode& ti
 
 bool AncillaryFile::close(ZQErrorPtr* error) {
     sidecar_->close();
-    if (!file_->hasFailed()) return true;
-    fail(error, ZQError::errorWithDomain(
-                    captionErrorDomain, -1,
-                    fmt::format("\"{}\" could not be written whole. Is the disk full?", path_.string())));
-    return false;
+    return !file_->hasFailed() || failToWrite(path_, error);
 }
 
 }  // namespace zenquor::tools

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "CaptionErrors.h"
 #include "CaptionFile.h"
 #include "CaptionSamples.h"
 #include "MovieFrames.h"
@@ -15,7 +16,6 @@ namespace {
 
 using Visit = std::function<void(const AncillaryPacket&)>;
 
-constexpr const char* captionErrorDomain = "ZQCaptionErrorDomain";
 constexpr int wordsOfEightBits = 1;      // the 291M form of MCC files
 constexpr std::int32_t unknownLine = 0;  // caption files do not tell the line
 constexpr std::size_t pairSize = 2;
@@ -78,9 +78,9 @@ std::optional<AncillaryWalk> walkLines(const std::filesystem::path& path, bool i
     if (isScenarist) sidecar = ZQRSCCSidecar::initForReadingWithURL(path);
     if (!isScenarist) sidecar = ZQRMCCSidecar::initForReadingWithURL(path);
     if (!sidecar->valid()) {
-        fail(error,
-             ZQError::errorWithDomain(captionErrorDomain, -1,
-                                      fmt::format("\"{}\" holds no readable caption.", path.string())));
+        failCaption(error,
+                    fmt::format("\"{}\" holds no readable caption. \"zenquor captions --check\" says why.",
+                                path.string()));
         return std::nullopt;
     }
     AncillaryWalk walk;
@@ -104,6 +104,7 @@ std::optional<AncillaryWalk> walkLines(const std::filesystem::path& path, bool i
 
 std::optional<AncillaryWalk> AncillaryWalk::ofFile(const std::filesystem::path& path, const Visit& visit,
                                                    ZQErrorPtr* error) {
+    if (!canBeRead(path, error)) return std::nullopt;
     switch (captionFileKind(path)) {
         case CaptionFileKind::Scenarist:
             return walkLines(path, true, visit, error);
@@ -112,11 +113,9 @@ std::optional<AncillaryWalk> AncillaryWalk::ofFile(const std::filesystem::path& 
         case CaptionFileKind::Movie:
             return walkMovie(path, visit, error);
         default:
-            fail(error,
-                 ZQError::errorWithDomain(
-                     captionErrorDomain, -1,
-                     fmt::format("\"{}\" holds subtitles, not packets: \"zenquor captions\" makes them.",
-                                 path.string())));
+            failCaption(error,
+                        fmt::format("\"{}\" holds subtitles, not packets: \"zenquor captions\" makes them.",
+                                    path.string()));
             return std::nullopt;
     }
 }

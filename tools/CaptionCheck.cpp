@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "CaptionErrors.h"
 #include "CaptionFile.h"
 #include "ExitStatus.h"
 #include "MovieCaptions.h"
-#include "TimeMapping.h"
 #include "zenquor/sidecar/ZQRCaptionChecker.h"
 
 namespace zenquor::tools {
@@ -33,14 +33,14 @@ std::optional<ZQRCaptionChecker::Report> checkMovie(const std::filesystem::path&
     options.timebase = movie->timebase();
     ZQRCaptionChecker checker(options);
     ZQCKTimecode timecode = movie->first();
-    for (auto left = framesBetween(timecode, movie->last()); left >= 0; --left, timecode.addFrames(1))
+    for (std::int64_t left = movie->frames(); left > 0; --left, timecode.addFrames(1))
         checker.addVancPackets(movie->vancPacketsAtTimecode(timecode), timecode);
     return checker.finish(timecode);
 }
 
 void printPlain(const std::filesystem::path& path, const ZQRCaptionChecker::Report& report) {
-    fmt::print("{}: {}, {} to {}", path.string(), report.format, describe(report.first),
-               describe(report.last));
+    fmt::print("{}: {}", path.string(), report.format);
+    if (report.first && report.last) fmt::print(", {} to {}", *report.first, *report.last);
     if (report.blocks > 0) fmt::print(", {} blocks", report.blocks);
     if (report.packets > 0) fmt::print(", {} packets", report.packets);
     if (report.pairs > 0) fmt::print(", {} byte pairs", report.pairs);
@@ -88,6 +88,10 @@ void printJSON(const std::filesystem::path& path, const ZQRCaptionChecker::Repor
 }  // namespace
 
 int checkCaptions(const std::filesystem::path& path, const CaptionSettings& settings, bool json) {
+    if (ZQErrorPtr error; !canBeRead(path, &error)) {
+        fmt::print(stderr, "zenquor: {}\n", error->localizedDescription());
+        return ExitFailure;
+    }
     const bool isMovie = captionFileKind(path) == CaptionFileKind::Movie;
     const auto options = optionsFor(settings);
     const auto report = isMovie ? checkMovie(path, options) : ZQRCaptionChecker::checkFile(path, options);

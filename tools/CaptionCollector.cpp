@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "CaptionErrors.h"
 #include "CaptionFile.h"
 #include "zenquor/sidecar/ZQRSCCSidecar.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
@@ -10,7 +11,6 @@
 namespace zenquor::tools {
 namespace {
 
-constexpr const char* captionErrorDomain = "ZQCaptionErrorDomain";
 constexpr int rate2398 = 0, rate24 = 1, rate2997 = 3;
 
 /// The rate that the file is written at. MCC files count 23.98 as 24.
@@ -37,8 +37,7 @@ std::unique_ptr<CaptionCollector> CaptionCollector::create(const std::filesystem
     }
     collector->file_ = collector->sidecar_->outputFile();
     if (collector->sidecar_->valid()) return collector;
-    fail(error, ZQError::errorWithDomain(captionErrorDomain, -1,
-                                         fmt::format("\"{}\" cannot be written.", path.string())));
+    failToWrite(path, error);
     return nullptr;
 }
 
@@ -52,7 +51,10 @@ void CaptionCollector::addPairs(const ZQRVANCPacketList& packets, const ZQCKTime
     bool found = false;
     if (const auto packet = ZQRVANCHelper::closedCaptionPacket(packets)) {
         packet->enumerate608Pairs([&](int field, std::span<const std::uint8_t, 2> pair) {
-            if (field != field_) return;
+            if (field != field_) {
+                pairsOfOtherField_ += ((pair[0] | pair[1]) & 0x7F) != 0 ? 1 : 0;
+                return;
+            }
             addPair(pair);
             found = true;
         });
@@ -69,18 +71,20 @@ void CaptionCollector::add(const ZQRVANCPacketList& packets, const ZQCKTimecode&
 
 bool CaptionCollector::close(ZQErrorPtr* error) {
     sidecar_->close();
-    if (!file_->hasFailed()) return true;
-    fail(error, ZQError::errorWithDomain(
-                    captionErrorDomain, -1,
-                    fmt::format("\"{}\" could not be written whole. Is the disk full?", path_.string())));
-    return false;
+    return !file_->hasFailed() || failToWrite(path_, error);
 }
 
-std::string CaptionCollector::note() const {
-    if (!isScenarist_ || timebase_.frameRate() == rate2997) return {};
-    return fmt::format(
-        "\"{}\" counts 29.97 drop-frame, as SCC files do: the frames at {} are at the same times there.",
-        path_.string(), timebase_.description());
+std::vector<std::string> CaptionCollector::notes() const {
+    std::vector<std::string> notes;
+    if (isScenarist_ && timebase_.frameRate() != rate2997)
+        notes.push_back(fmt::format(
+            "\"{}\" counts 29.97 drop-frame, as SCC files do: the frames at {} are at the same times there.",
+            path_.string(), timebase_.description()));
+    if (pairsOfOtherField_ > 0)
+        notes.push_back(fmt::format(
+            "\"{}\" holds field {} only, as SCC files do: {} byte pairs of field {} are not in it.",
+            path_.string(), field_, pairsOfOtherField_, 3 - field_));
+    return notes;
 }
 
 }  // namespace zenquor::tools

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "TimeMapping.h"
 #include "zenquor/core/ZQError.h"
@@ -29,8 +30,8 @@ public:
     bool close(ZQErrorPtr* error);
 
     const std::filesystem::path& path() const { return path_; }
-    /// What was done to the times, for a person; empty when nothing.
-    std::string note() const;
+    /// What was done to the times, and what the file does not hold of what passed, for a person.
+    std::vector<std::string> notes() const;
 
 private:
     void addPairs(const ZQRVANCPacketList& packets, const ZQCKTimecode& timecode);
@@ -38,6 +39,7 @@ private:
     std::filesystem::path path_;
     bool isScenarist_ = false;
     int field_ = 1;
+    std::uint64_t pairsOfOtherField_ = 0;
     ZQCKTimebase timebase_;
     std::shared_ptr<ZQRMCCSidecar> sidecar_;
     ZQRSidecarOutputFilePtr file_;

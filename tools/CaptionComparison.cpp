@@ -1,5 +1,6 @@
 #include "CaptionComparison.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include <fmt/format.h>
@@ -37,6 +38,20 @@ std::string quoted(std::string text) {
     return fmt::format("\"{}\"", text);
 }
 
+/// What a viewer sees in place of the block.
+std::string differenceOf(const CaptionStream::Wanted& block, const ZQRScreenBlockList& seen,
+                         std::size_t next) {
+    const auto isDuring = [&](const ZQRScreenBlockPtr& shown) {
+        return framesBetween(block.in, shown->timecodeIn()) >= 0 &&
+               framesBetween(shown->timecodeIn(), block.out) >= 0;
+    };
+    const auto from = seen.begin() + static_cast<std::ptrdiff_t>(next);
+    const auto to = seen.begin() + static_cast<std::ptrdiff_t>(std::min(seen.size(), next + lookAhead));
+    const auto instead = std::find_if(from, to, isDuring);
+    return fmt::format("Subtitle {} at {}, {}, is not seen as it was written{}.", block.number, block.in,
+                       quoted(block.text), instead == to ? "" : ", but as " + quoted((*instead)->text()));
+}
+
 }  // namespace
 
 CaptionComparison CaptionComparison::of(const std::vector<CaptionStream::Wanted>& wanted,
@@ -49,12 +64,11 @@ CaptionComparison CaptionComparison::of(const std::vector<CaptionStream::Wanted>
         const std::size_t end = std::min(seen.size(), next + lookAhead);
         while (at < end && words(seen[at]->text()) != words(block.text)) ++at;
         if (at == end) {
-            const bool more = result.differences.size() >= maximumDifferences;
-            untold += more ? 1 : 0;
-            if (!more)
-                result.differences.push_back(
-                    fmt::format("Subtitle {} at {} is not seen as it was written: {}.", block.number,
-                                block.in, quoted(block.text)));
+            if (result.differences.size() >= maximumDifferences) {
+                ++untold;
+            } else {
+                result.differences.push_back(differenceOf(block, seen, next));
+            }
             continue;
         }
         const double in = secondsAfter(block.in, seen[at]->timecodeIn());

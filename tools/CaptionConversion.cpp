@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "AncillaryWalk.h"
 #include "CaptionCollector.h"
 #include "CaptionComparison.h"
 #include "CaptionReader.h"
@@ -24,35 +25,29 @@ void complain(const std::string& sentence) {
     fmt::print(stderr, "zenquor: {}\n", sentence);
 }
 
-bool isQuiet(const ZQRVANCPacketList& packets) {
-    const auto packet = ZQRVANCHelper::closedCaptionPacket(packets);
-    bool quiet = true;
-    if (packet) {
-        packet->enumerate608Pairs([&](int, std::span<const std::uint8_t, 2> pair) {
-            quiet = quiet && ((pair[0] | pair[1]) & 0x7F) == 0;
-        });
-    }
-    return quiet;
+/// Whether the packet sends anything but null pairs in the field; 0: in any.
+bool hasPairs(const std::shared_ptr<ZQRVANCClosedCaptionPacket>& packet, int field) {
+    bool found = false;
+    if (!packet) return found;
+    packet->enumerate608Pairs([&](int fieldOfPair, std::span<const std::uint8_t, 2> pair) {
+        found = found || ((field == 0 || field == fieldOfPair) && ((pair[0] | pair[1]) & 0x7F) != 0);
+    });
+    return found;
 }
 
-/// Where an SCC file takes its pairs from: the second field only when the channel is sent there.
-int fieldToWrite(const std::filesystem::path& input, const CaptionConversion& conversion) {
-    if (conversion.settings.channel < 3) return 1;
-    ZQErrorPtr error;
-    const auto stream = CaptionStream::open(input, conversion.settings, conversion.rate, &error);
+/// Where an SCC file takes its pairs from: the second field only where the input sends something there.
+int fieldToWrite(const CaptionConversion& conversion) {
+    const int field = fieldOfChannel[conversion.settings.channel - 1];
     bool usesSecondField = false;
-    if (stream && stream->wanted().empty()) {
-        auto timecode = stream->first();
-        for (auto left = framesBetween(timecode, stream->last()); left >= 0 && !usesSecondField; --left) {
-            const auto packet = ZQRVANCHelper::closedCaptionPacket(stream->packetsAt(timecode));
-            timecode.addFrames(1);
-            if (!packet) continue;
-            packet->enumerate608Pairs([&](int field, std::span<const std::uint8_t, 2> pair) {
-                usesSecondField = usesSecondField || (field == 2 && ((pair[0] | pair[1]) & 0x7F) != 0);
-            });
-        }
-    }
-    return usesSecondField ? fieldOfChannel[conversion.settings.channel - 1] : 1;
+    if (field == 1) return field;
+    AncillaryWalk::ofFile(
+        conversion.input,
+        [&](const AncillaryPacket& entry) {
+            usesSecondField =
+                usesSecondField || hasPairs(ZQRVANCHelper::closedCaptionPacket({entry.packet}), 2);
+        },
+        nullptr);
+    return usesSecondField ? field : 1;
 }
 
 /// Plays the stream from before its first caption until nothing comes any more.
@@ -63,13 +58,14 @@ ZQCKTimecode play(CaptionStream& stream, const Take& take) {
     const std::int64_t lead =
         isSubtitles ? std::min<std::int64_t>(leadSeconds * second, stream.first().framesSinceMidnight()) : 0;
     ZQCKTimecode timecode = stream.first().addingFrames(-lead);
-    const std::int64_t body = lead + framesBetween(stream.first(), stream.last());
+    const std::int64_t body = lead + stream.frames() - 1;
     std::int64_t quiet = 0;
     for (std::int64_t frame = 0; frame <= body || quiet < quietSeconds * second; ++frame) {
         if (frame > body + maximumTailSeconds * second) break;
         const auto packets = stream.packetsAt(timecode);
         take(packets, timecode);
-        quiet = frame > body && isQuiet(packets) ? quiet + 1 : 0;
+        const bool isQuiet = !hasPairs(ZQRVANCHelper::closedCaptionPacket(packets), 0);
+        quiet = frame > body && isQuiet ? quiet + 1 : 0;
         timecode.addFrames(1);
     }
     return timecode;
@@ -83,11 +79,14 @@ void report(const CaptionConversion& conversion, const CaptionStream& stream,
     fmt::print("\n{}: a viewer sees {} captions\n", conversion.output.string(), seen.size());
     if (!stream.wanted().empty()) {
         const auto comparison = CaptionComparison::of(stream.wanted(), seen);
-        fmt::print(
-            "  {} of {} as written; on screen {:+.2f} s after their time on average, {:+.2f} s at worst; "
-            "off {:+.2f} s on average, {:+.2f} s at worst\n",
-            comparison.shownAsWritten, comparison.wanted, comparison.meanIn, comparison.worstIn,
-            comparison.meanOut, comparison.worstOut);
+        fmt::print("  {} of {} as written", comparison.shownAsWritten, comparison.wanted);
+        if (comparison.shownAsWritten > 0)
+            fmt::print(
+                "; on screen {:+.2f} s after their time on average, {:+.2f} s at worst; off {:+.2f} s on "
+                "average, "
+                "{:+.2f} s at worst",
+                comparison.meanIn, comparison.worstIn, comparison.meanOut, comparison.worstOut);
+        fmt::print("\n");
         for (const auto& difference : comparison.differences) fmt::print("  {}\n", difference);
     }
     for (const auto& note : stream.notes()) fmt::print("  {}\n", note);
@@ -102,8 +101,8 @@ bool CaptionConversion::run() const {
     std::unique_ptr<CaptionCollector> collector;
     if (stream && !writesSubRip) {
         const bool scenarist = captionFileKindByName(output) == CaptionFileKind::Scenarist;
-        collector = CaptionCollector::create(output, stream->timebase(),
-                                             scenarist ? fieldToWrite(input, *this) : 1, &error);
+        collector =
+            CaptionCollector::create(output, stream->timebase(), scenarist ? fieldToWrite(*this) : 1, &error);
     }
     if (!stream || (!writesSubRip && !collector)) {
         complain(error->localizedDescription());
@@ -125,11 +124,16 @@ bool CaptionConversion::run() const {
         return false;
     }
     const bool written = writesSubRip ? writeSubRip(output, seen, &error) : collector->close(&error);
-    if (!written) complain(error->localizedDescription());
+    if (!written) {
+        complain(error->localizedDescription());
+        return false;
+    }
     report(*this, *stream, seen);
     if (channel != settings.channel) fmt::print("  Channel 1 shows nothing; this is channel {}.\n", channel);
-    if (collector && !collector->note().empty()) fmt::print("  {}\n", collector->note());
-    return written;
+    if (collector) {
+        for (const auto& note : collector->notes()) fmt::print("  {}\n", note);
+    }
+    return true;
 }
 
 }  // namespace zenquor::tools

@@ -8,6 +8,8 @@
 namespace zenquor::tools {
 namespace {
 
+using CaptionPacketPtr = std::shared_ptr<ZQRVANCClosedCaptionPacket>;
+
 /// Two null pairs, one per field, with odd parity.
 ZQData nullPairs() {
     static const std::uint8_t pairs[4] = {0x80, 0x80, 0x80, 0x80};
@@ -15,7 +17,7 @@ ZQData nullPairs() {
 }
 
 /// The packet in the form that the track is made of.
-ZQRVANCPacketPtr packetForTrack(const std::shared_ptr<ZQRVANCClosedCaptionPacket>& packet, FourCC track) {
+CaptionPacketPtr packetForTrack(const CaptionPacketPtr& packet, FourCC track) {
     const std::int32_t line = packet ? packet->lineNumber() : ZQRVANCClosedCaptionPacket::defaultLineNumber;
     if (track == fourCC("c608")) {
         auto pairs = packet ? packet->dataFor608Fields(2) : std::nullopt;
@@ -69,6 +71,9 @@ void CaptionFeed::apply(const ZQRFramePtr& frame, std::uint64_t index) {
     ZQRVANCPacketList packets = packetsFor(frame, index);
     if (track_ != 0) {
         const auto caption = packetForTrack(ZQRVANCHelper::closedCaptionPacket(packets), track_);
+        // One conversion for all files, so that each holds every sequence number.
+        if (!collectors_.empty() || !ancillaryFiles_.empty())
+            caption->convertToType(ZQRVANCClosedCaptionPacket::TypeCDP);
         packets = ZQRVANCHelper::addPackets({caption}, packets);
     }
     frame->setVancPackets(packets);
@@ -89,7 +94,7 @@ std::vector<std::string> CaptionFeed::close(bool& failed) {
     };
     for (const auto& collector : collectors_) {
         closeFile(collector);
-        if (!collector->note().empty()) sentences.push_back(collector->note());
+        for (auto& note : collector->notes()) sentences.push_back(std::move(note));
     }
     for (const auto& file : ancillaryFiles_) closeFile(file);
     for (const auto& cue : cues_.unsent())

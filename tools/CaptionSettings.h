@@ -18,6 +18,7 @@ struct CaptionSettings {
     bool doubleHeight = false;
     bool westEuropean = false;             // send the extended character sets of CEA-608
     std::optional<std::int32_t> language;  // EBU code
+    bool subtractsProgrammeStart = false;  // EBU STL: count times from the start of the programme
 
     std::int32_t rasterRows() const { return rows.value_or(output == Output::OP47 ? 3 : 4); }
     /// A teletext row of 40 holds two codes that open a box, two that close it and one for double height.

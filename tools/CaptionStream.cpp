@@ -1,69 +1,50 @@
 #include "CaptionStream.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include <fmt/format.h>
 
+#include "CaptionErrors.h"
+#include "CaptionLines.h"
 #include "MovieCaptions.h"
 #include "RetimedCaptions.h"
+#include "SubtitleMarkup.h"
 #include "SubtitleText.h"
 #include "TimeMapping.h"
 #include "zenquor/core/Unicode.h"
 #include "zenquor/host/ZHLSidecarProperties.h"
 #include "zenquor/sidecar/ZQRCEA608Decoder.h"
+#include "zenquor/sidecar/ZQRCaptionChecker.h"
 #include "zenquor/sidecar/ZQREBUSTLSidecar.h"
-#include "zenquor/sidecar/ZQRSCCSidecar.h"
 #include "zenquor/sidecar/ZQRSRTSidecar.h"
 
 namespace zenquor::tools {
 namespace {
 
-constexpr const char* captionErrorDomain = "ZQCaptionErrorDomain";
 constexpr int noOutput = -1;  // of a subtitle sidecar that is only read
 constexpr int timecodeOfFrames = 1;
 constexpr char16_t teletextFiller = u' ';
 constexpr std::int32_t captionRows = 15, teletextRows = 24;
 
-void refuse(ZQErrorPtr* error, const std::filesystem::path& path, std::string_view why) {
-    fail(error,
-         ZQError::errorWithDomain(captionErrorDomain, -1, fmt::format("\"{}\" {}", path.string(), why)));
-}
-
+/// The text as it is seen: a code stands where a space is shown.
 std::string textOf(const ZQRSubtitleBlock& block) {
     std::string text;
     for (const auto& line : block.lines()) {
-        const auto plain = ZQRSubtitleLine::initWithString(
-            ZQRSubtitleLine::stringStrippingControlCharacters(line->string()));
-        plain->stripWhitespace();
         if (!text.empty()) text += '\n';
-        text += utf8FromUTF16(plain->string());
+        text += utf8FromUTF16(textWithoutCodes(line->string()));
     }
     return text;
 }
 
-/// First and last frame of a file of packets, and whether it was read to its end.
-struct Extent {
-    ZQCKTimecode first, last;
-    bool isWhole = true;
-    std::int64_t line = 0;  // of the file, from 1: the one that could not be read
-};
-
-Extent extentOf(const std::shared_ptr<ZQRMCCSidecar>& sidecar) {
-    Extent extent;
-    auto caption = sidecar->currentCaption();
-    extent.first = extent.last = caption->timecode().value();
-    while (caption) {
-        const auto end = caption->endTimecode();
-        const ZQCKTimecode last = end ? end->addingFrames(-1) : *caption->timecode();
-        if (framesBetween(extent.first, *caption->timecode()) < 0) extent.first = *caption->timecode();
-        if (framesBetween(extent.last, last) > 0) extent.last = last;
-        const auto line = sidecar->inputFile()->readLine();
-        if (!line) return extent;
-        caption = sidecar->decodeCaptionForLine(*line);
-    }
-    extent.isWhole = false;
-    extent.line = sidecar->inputFile()->line() + 1;
-    return extent;
+/// The subtitles of the file that its sidecar did not read.
+std::string noteOfLostSubtitles(const std::filesystem::path& path, std::size_t read) {
+    const std::int64_t blocks = ZQRCaptionChecker::checkFile(path).blocks;
+    const std::int64_t lost = blocks - static_cast<std::int64_t>(read);
+    if (lost <= 0) return {};
+    return fmt::format(
+        "{} of {} subtitles could not be read and are lost. \"zenquor captions --check\" says why.", lost,
+        blocks);
 }
 
 /// A row of the caption screen at the same height of the teletext page, or the other way round.
@@ -80,6 +61,7 @@ std::unique_ptr<CaptionStream> CaptionStream::open(const std::filesystem::path& 
                                                    std::optional<ZQCKTimebase> rate, ZQErrorPtr* error) {
     auto stream = std::make_unique<CaptionStream>();
     stream->settings_ = settings;
+    if (!canBeRead(path, error)) return nullptr;
     stream->kind_ = captionFileKind(path);
     return stream->openFile(path, rate, error) ? std::move(stream) : nullptr;
 }
@@ -98,9 +80,11 @@ bool CaptionStream::openFile(const std::filesystem::path& path, std::optional<ZQ
         default:
             return openPackets(path, rate, error);
     }
-    if (!isReadable)
-        refuse(error, path, "holds no readable subtitle. \"zenquor captions --check\" says why.");
-    return isReadable;
+    if (isReadable) return true;
+    const auto advice = adviceOnEncoding(path);
+    return failCaption(error,
+                       fmt::format("\"{}\" holds no readable subtitle. {}", path.string(),
+                                   advice.empty() ? "\"zenquor captions --check\" says why." : advice));
 }
 
 ZQDictionary CaptionStream::properties() const {
@@ -155,8 +139,14 @@ bool CaptionStream::openSubRip(const std::filesystem::path& path) {
     const auto sidecar = ZQRSRTSidecar::initForReadingWithURL(path, properties());
     if (!sidecar->valid() || sidecar->subtitleBlocks().empty()) return false;
     Blocks blocks = sidecar->subtitleBlocks();
-    if (const std::size_t tags = removeUnsupportedMarkup(blocks); tags > 0)
-        note(fmt::format("{} tags that neither captions nor teletext can show were left out.", tags));
+    note(noteOfLostSubtitles(path, blocks.size()));
+    note(adviceOnEncoding(path));
+    const auto markup = cleanMarkup(blocks, settings_.output == CaptionSettings::Output::OP47);
+    if (markup.tags > 0)
+        note(fmt::format("{} tags that neither captions nor teletext can show were left out.", markup.tags));
+    if (markup.colours > 0)
+        note(fmt::format("{} colours that are neither a name nor six hexadecimal digits were left out.",
+                         markup.colours));
     fit(sidecar, blocks, settings_.rasterColumns());
     sidecar->setSubtitleBlocks(std::move(blocks));
     sidecar_ = sidecar;
@@ -164,9 +154,39 @@ bool CaptionStream::openSubRip(const std::filesystem::path& path) {
     return true;
 }
 
+/// Counts the times from the start of the programme, where that is asked for.
+void CaptionStream::subtractProgrammeStart(const ZQREBUSTLSidecar& sidecar, Blocks& blocks) {
+    const auto& start = sidecar.timecodeStartOfProgramme();
+    if (!settings_.subtractsProgrammeStart) return;
+    if (!start) return note("The file does not say when its programme starts; its times are kept.");
+    const auto frames = static_cast<std::int64_t>(start->framesSinceMidnight());
+    const std::size_t count = std::erase_if(
+        blocks, [&](const auto& block) { return block->timecodeIn().framesSinceMidnight() < frames; });
+    for (const auto& block : blocks) {
+        block->setTimecodeIn(block->timecodeIn().addingFrames(-frames));
+        block->setTimecodeOut(block->timecodeOut().addingFrames(-frames));
+    }
+    note(fmt::format("The times count from the start of the programme, {}.", *start));
+    if (count > 0) note(fmt::format("{} subtitles before that were left out.", count));
+}
+
+/// Lays blocks made for a teletext page out for the caption screen.
+void CaptionStream::fitCaptionScreen(const Blocks& blocks) const {
+    for (const auto& block : blocks) {
+        const std::int32_t step = block->doubleHeight() ? 2 : 1;
+        const std::int32_t bottom = block->verticalPosition() + (block->numberOfLines() - 1) * step;
+        removeTeletextCodes(*block);
+        block->setVerticalPosition(scaledRow(bottom, teletextRows, captionRows, block->numberOfLines(), 1));
+        if (block->justification() == ZQRSubtitleBlock::Unchanged)
+            block->setJustification(ZQRSubtitleBlock::Centered);
+    }
+}
+
 bool CaptionStream::openSTL(const std::filesystem::path& path, std::optional<ZQCKTimebase> rate) {
     const auto sidecar = ZQREBUSTLSidecar::initForReadingWithURL(path, properties());
     Blocks blocks = sidecar->subtitleBlocks();
+    note(noteOfLostSubtitles(path, blocks.size()));
+    subtractProgrammeStart(*sidecar, blocks);
     if (blocks.empty()) return false;
     timebase_ = rate.value_or(sidecar->timebase());
     if (!sidecar->valid())
@@ -180,15 +200,7 @@ bool CaptionStream::openSTL(const std::filesystem::path& path, std::optional<ZQC
         if (settings_.justification) block->setJustification(*settings_.justification);
     }
     if (settings_.output == CaptionSettings::Output::CEA608) {
-        for (const auto& block : blocks) {
-            const std::int32_t step = block->doubleHeight() ? 2 : 1;
-            const std::int32_t bottom = block->verticalPosition() + (block->numberOfLines() - 1) * step;
-            removeTeletextCodes(*block);
-            block->setVerticalPosition(
-                scaledRow(bottom, teletextRows, captionRows, block->numberOfLines(), 1));
-            if (block->justification() == ZQRSubtitleBlock::Unchanged)
-                block->setJustification(ZQRSubtitleBlock::Centered);
-        }
+        fitCaptionScreen(blocks);
         playSubtitles(blocks);
         return true;
     }
@@ -212,7 +224,8 @@ void CaptionStream::playSubtitles(const Blocks& given) {
 }
 
 /// What a viewer sees of a file of packets, as blocks for another output.
-CaptionStream::Blocks CaptionStream::blocksSeen(ZQRSidecar& packets, ZQCKTimebase timebase) const {
+CaptionStream::Blocks CaptionStream::blocksSeen(ZQRSidecar& packets, ZQCKTimebase timebase,
+                                                std::int64_t ownFrames) const {
     Blocks blocks;
     ZQRCEA608Decoder decoder([&](const ZQRScreenBlockPtr& block) {
         if (block->service() != settings_.channel || block->mode() == ZQRScreenBlock::Mode::Text) return;
@@ -226,49 +239,40 @@ CaptionStream::Blocks CaptionStream::blocksSeen(ZQRSidecar& packets, ZQCKTimebas
         blocks.push_back(block);
     });
     ZQCKTimecode timecode = sameLabel(first_, timebase);
-    for (auto left = framesBetween(timecode, sameLabel(last_, timebase)); left >= 0;
-         --left, timecode.addFrames(1)) {
+    for (std::int64_t left = ownFrames; left > 0; --left, timecode.addFrames(1))
         decoder.addVancPackets(packets.vancPacketsAtTimecode(timecode), timecode);
-    }
     decoder.finish(timecode);
     return blocks;
 }
 
 bool CaptionStream::openPackets(const std::filesystem::path& path, std::optional<ZQCKTimebase> rate,
                                 ZQErrorPtr* error) {
-    ZQCKTimebase own;
-    Extent extent;
-    if (kind_ == CaptionFileKind::Movie) {
-        const auto movie = MovieCaptions::open(path, fourCC("c708"), error);
-        if (!movie) return false;
-        own = movie->timebase();
-        extent = {movie->first(), movie->last()};
-        sidecar_ = movie;
-    } else {
-        const auto openOnce = [&]() -> std::shared_ptr<ZQRMCCSidecar> {
-            if (kind_ == CaptionFileKind::Scenarist) return ZQRSCCSidecar::initForReadingWithURL(path);
-            return ZQRMCCSidecar::initForReadingWithURL(path);
-        };
-        const auto scanned = openOnce();
-        if (!scanned->valid()) {
-            refuse(error, path, "holds no readable caption. \"zenquor captions --check\" says why.");
-            return false;
-        }
-        own = scanned->timebase();
-        extent = extentOf(scanned);
-        if (!extent.isWhole)
-            note(fmt::format("Line {} cannot be read; what follows it is not played.", extent.line));
-        sidecar_ = openOnce();
-    }
+    const auto open = [&](const auto& packets) {
+        if (!packets) return false;
+        for (auto& sentence : packets->notes()) note(std::move(sentence));
+        sidecar_ = packets;
+        return playPackets(path, packets->first(), packets->frames(), rate, error);
+    };
+    if (kind_ == CaptionFileKind::Movie) return open(MovieCaptions::open(path, fourCC("c708"), error));
+    return open(CaptionLines::open(path, kind_ == CaptionFileKind::Scenarist, error));
+}
+
+/// Plays packets as they are, at another frame rate, or as teletext.
+bool CaptionStream::playPackets(const std::filesystem::path& path, const ZQCKTimecode& first,
+                                std::int64_t ownFrames, std::optional<ZQCKTimebase> rate, ZQErrorPtr* error) {
+    const ZQCKTimebase own = first.timebase();
     timebase_ = rate.value_or(own);
-    first_ = sameLabel(extent.first, timebase_);
-    last_ = TimeMapping(extent.first, timebase_).map(extent.last);
+    first_ = sameLabel(first, timebase_);
+    frames_ = std::llround(static_cast<double>(ownFrames) / own.realFramesPerSecond() *
+                           timebase_.realFramesPerSecond());
     if (settings_.output == CaptionSettings::Output::OP47) {
-        const Blocks blocks = blocksSeen(*sidecar_, own);
+        const Blocks blocks = blocksSeen(*sidecar_, own, ownFrames);
         if (blocks.empty())
-            refuse(error, path, fmt::format("shows nothing on channel {}.", settings_.channel));
-        if (!blocks.empty()) playSubtitles(blocks);
-        return !blocks.empty();
+            return failCaption(error,
+                               fmt::format("\"{}\" holds no captions on channel {} to send as teletext.",
+                                           path.string(), settings_.channel));
+        playSubtitles(blocks);
+        return true;
     }
     if (timebase_ == own) return true;
     note(fmt::format("{} is at {} frames per second; its pairs are sent at their times at {}.",
@@ -280,18 +284,18 @@ bool CaptionStream::openPackets(const std::filesystem::path& path, std::optional
 
 void CaptionStream::setWanted(const Blocks& blocks) {
     wanted_.clear();
+    std::uint32_t first = UINT32_MAX, last = 0;  // since midnight, which subtitles do not pass
     for (const auto& block : blocks) {
         if (!block->displayable() || block->numberOfLines() == 0) continue;
         wanted_.push_back(
             {block->timecodeIn(), block->timecodeOut(), block->subtitleNumber(), textOf(*block)});
+        first = std::min(first, block->timecodeIn().framesSinceMidnight());
+        last = std::max(
+            {last, block->timecodeIn().framesSinceMidnight(), block->timecodeOut().framesSinceMidnight()});
     }
     if (wanted_.empty()) return;
-    first_ = wanted_.front().in;
-    last_ = wanted_.front().out;
-    for (const auto& block : wanted_) {
-        if (framesBetween(first_, block.in) < 0) first_ = block.in;
-        if (framesBetween(last_, block.out) > 0) last_ = block.out;
-    }
+    first_ = ZQCKTimecode::timecodeWithFrames(first, timebase_);
+    frames_ = std::int64_t{last} - first + 1;
 }
 
 ZQRVANCPacketList CaptionStream::packetsAt(const ZQCKTimecode& timecode) {

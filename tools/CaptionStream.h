@@ -15,6 +15,10 @@
 #include "zenquor/sidecar/ZQRSidecar.h"
 #include "zenquor/sidecar/ZQRSubtitleSidecar.h"
 
+namespace zenquor {
+class ZQREBUSTLSidecar;
+}
+
 namespace zenquor::tools {
 
 class RetimedCaptions;
@@ -44,7 +48,9 @@ public:
     CaptionFileKind kind() const { return kind_; }
     /// Where the file's content begins and ends; in timebase().
     ZQCKTimecode first() const { return first_; }
-    ZQCKTimecode last() const { return last_; }
+    ZQCKTimecode last() const { return first_.addingFrames(frames_ - 1); }
+    /// From first() to last(); up to a day.
+    std::int64_t frames() const { return frames_; }
     /// Empty for files of packets.
     const std::vector<Wanted>& wanted() const { return wanted_; }
     /// Sentences about what was changed or left out so far.
@@ -57,12 +63,18 @@ private:
     bool openSubRip(const std::filesystem::path& path);
     bool openSTL(const std::filesystem::path& path, std::optional<ZQCKTimebase> rate);
     bool openPackets(const std::filesystem::path& path, std::optional<ZQCKTimebase> rate, ZQErrorPtr* error);
+    void subtractProgrammeStart(const ZQREBUSTLSidecar& sidecar, Blocks& blocks);
+    void fitCaptionScreen(const Blocks& blocks) const;
+    bool playPackets(const std::filesystem::path& path, const ZQCKTimecode& first, std::int64_t ownFrames,
+                     std::optional<ZQCKTimebase> rate, ZQErrorPtr* error);
     void playSubtitles(const Blocks& blocks);
     void fit(const std::shared_ptr<ZQRSubtitleSidecar>& sidecar, Blocks& blocks, std::int32_t columns);
-    Blocks blocksSeen(ZQRSidecar& packets, ZQCKTimebase timebase) const;
+    Blocks blocksSeen(ZQRSidecar& packets, ZQCKTimebase timebase, std::int64_t ownFrames) const;
     ZQDictionary properties() const;
     void setWanted(const Blocks& blocks);
-    void note(std::string sentence) { notes_.push_back(std::move(sentence)); }
+    void note(std::string sentence) {
+        if (!sentence.empty()) notes_.push_back(std::move(sentence));
+    }
 
     CaptionSettings settings_;
     CaptionFileKind kind_ = CaptionFileKind::SubRip;
@@ -71,7 +83,8 @@ private:
     bool preparesEveryFrame_ = false;
     bool isPrepared_ = false;
     ZQCKTimebase timebase_;
-    ZQCKTimecode first_, last_;
+    ZQCKTimecode first_;
+    std::int64_t frames_ = 0;
     std::vector<Wanted> wanted_;
     std::vector<std::string> notes_;
 };

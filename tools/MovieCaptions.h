@@ -1,7 +1,9 @@
 #pragma once
 // The caption track of a movie, played like a caption file.
 
+#include <cstdint>
 #include <filesystem>
+#include <string>
 #include <vector>
 
 #include "zenquor/core/FourCC.h"
@@ -11,8 +13,8 @@
 
 namespace zenquor::tools {
 
-/// Answers each frame's timecode with the caption packet that the movie holds for it, or an empty one. A movie
-/// without timecode starts at midnight.
+/// Answers each frame's timecode with the caption packet that the movie holds for it, or an empty one. Timecodes
+/// are counted on from the first, whatever the track does later; a movie without timecode starts at midnight.
 class MovieCaptions final : public ZQRSidecar {
 public:
     /// @param preferred  the kind of track to read where there are both, 'c608' or 'c708'.
@@ -21,8 +23,11 @@ public:
                                                ZQErrorPtr* error);
 
     ZQCKTimebase timebase() const { return timebase_; }
-    ZQCKTimecode first() const { return packets_.front().timecode; }
-    ZQCKTimecode last() const { return packets_.back().timecode; }
+    ZQCKTimecode first() const { return first_; }
+    /// From the first packet to the last.
+    std::int64_t frames() const { return packets_.back().frame + 1; }
+    /// Sentences about what is not played as it stands in the movie.
+    std::vector<std::string> notes() const;
 
     ZQRVANCPacketList vancPacketsAtTimecode(const ZQCKTimecode& timecode) override;
     void addVancPackets(const ZQRVANCPacketList&, const ZQCKTimecode&) override {}
@@ -33,11 +38,14 @@ public:
 
 private:
     struct Entry {
-        ZQCKTimecode timecode;
+        std::int64_t frame;  // from the first
         std::shared_ptr<ZQRVANCClosedCaptionPacket> packet;
     };
 
     ZQCKTimebase timebase_;
+    ZQCKTimecode first_;
+    bool jumps_ = false;
+    std::uint64_t unreadable_ = 0;
     std::vector<Entry> packets_;
     std::size_t next_ = 0;
 };

@@ -13,34 +13,9 @@ namespace {
 
 constexpr std::size_t shownReplacements = 12;
 
-constexpr std::u16string_view unsupportedTags[] = {u"<i>", u"</i>", u"<b>", u"</b>", u"<u>", u"</u>",
-                                                   u"<I>", u"</I>", u"<B>", u"</B>", u"<U>", u"</U>",
-                                                   u"{i}", u"{/i}", u"{b}", u"{/b}", u"{u}", u"{/u}"};
-constexpr std::u16string_view override = u"{\\";  // "{\an8}" and its like, up to the brace
+}  // namespace
 
-std::size_t removeTags(std::u16string& text) {
-    std::size_t count = 0;
-    for (const auto tag : unsupportedTags) {
-        for (std::size_t at = text.find(tag); at != std::u16string::npos; at = text.find(tag, at), ++count)
-            text.erase(at, tag.size());
-    }
-    for (std::size_t at = text.find(override); at != std::u16string::npos;
-         at = text.find(override, at), ++count) {
-        const std::size_t end = text.find(u'}', at);
-        if (end == std::u16string::npos) return count;
-        text.erase(at, end + 1 - at);
-    }
-    return count;
-}
-
-bool hasColours(const ZQRSubtitleBlock& block) {
-    bool found = false;
-    for (const auto& line : block.lines())
-        block.enumerateFormattingForLine(line, [&](const auto&, std::size_t, std::size_t) { found = true; });
-    return found;
-}
-
-std::u16string withoutCodes(std::u16string_view text) {
+std::u16string textWithoutCodes(std::u16string_view text) {
     std::u16string result;
     for (const char16_t c : text) {
         const char16_t shown = c < 0x20 ? u' ' : c;
@@ -50,26 +25,10 @@ std::u16string withoutCodes(std::u16string_view text) {
     return result;
 }
 
-}  // namespace
-
-std::size_t removeUnsupportedMarkup(const ZQRSubtitleBlockList& blocks) {
-    std::size_t count = 0;
-    for (const auto& block : blocks) {
-        if (hasColours(*block)) continue;
-        for (const auto& line : block->lines()) {
-            std::u16string text = line->string();
-            const std::size_t removed = removeTags(text);
-            if (removed > 0) line->setString(std::move(text));
-            count += removed;
-        }
-    }
-    return count;
-}
-
 void removeTeletextCodes(ZQRSubtitleBlock& block) {
     ZQRSubtitleLineList lines;
     for (const auto& line : block.lines()) {
-        auto text = withoutCodes(line->string());
+        auto text = textWithoutCodes(line->string());
         if (!text.empty()) lines.push_back(ZQRSubtitleLine::initWithString(std::move(text)));
     }
     block.setLines(std::move(lines));

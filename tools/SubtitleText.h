@@ -3,15 +3,15 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "zenquor/sidecar/ZQRSubtitleBlock.h"
 
 namespace zenquor::tools {
 
-/// Takes tags for slanted, bold and underlined text and for places on the screen out of the lines. Blocks with
-/// colours keep them: the colours are counted in characters.
-/// @return how many were taken out.
-std::size_t removeUnsupportedMarkup(const ZQRSubtitleBlockList& blocks);
+/// The text as it is shown: a teletext control code stands where a space is. Several spaces are one, and none
+/// stands at the ends.
+std::u16string textWithoutCodes(std::u16string_view text);
 
 /// Turns teletext control codes into the spaces that they are shown as, and those at the ends of a line into
 /// nothing; lines that are empty then go.

@@ -4,13 +4,13 @@
 
 #include <fmt/format.h>
 
+#include "CaptionErrors.h"
 #include "zenquor/core/Unicode.h"
 #include "zenquor/sidecar/ZQRSRTSidecar.h"
 
 namespace zenquor::tools {
 namespace {
 
-constexpr const char* captionErrorDomain = "ZQCaptionErrorDomain";
 constexpr std::u16string_view closingTag = u"</font>";
 
 /// A copy of the line with its colours as tags.
@@ -52,10 +52,7 @@ bool writeSubRip(const std::filesystem::path& path, const ZQRScreenBlockList& bl
     for (const auto& block : blocks)
         written = written && sidecar->writeBlock(*blockWithTags(*block, ++number));
     sidecar->outputFile()->close();
-    if (written && !sidecar->outputFile()->hasFailed()) return true;
-    fail(error, ZQError::errorWithDomain(captionErrorDomain, -1,
-                                         fmt::format("\"{}\" could not be written whole.", path.string())));
-    return false;
+    return (written && !sidecar->outputFile()->hasFailed()) || failToWrite(path, error);
 }
 
 }  // namespace zenquor::tools

@@ -16,12 +16,12 @@ ZQCKTimecode sameLabel(const ZQCKTimecode& timecode, ZQCKTimebase target) {
 }
 
 std::int64_t framesBetween(const ZQCKTimecode& from, const ZQCKTimecode& to) {
+    constexpr std::int64_t hoursPerDay = 24;
     const std::int64_t day = from.timebase().framesPerDay();
     const std::int64_t distance = static_cast<std::int64_t>(to.framesSinceMidnight()) -
                                   static_cast<std::int64_t>(from.framesSinceMidnight());
-    if (distance > day / 2) return distance - day;
-    if (distance < -day / 2) return distance + day;
-    return distance;
+    const std::int64_t ahead = distance < 0 ? distance + day : distance;
+    return ahead > day - day / hoursPerDay ? ahead - day : ahead;
 }
 
 ZQCKTimecode TimeMapping::map(const ZQCKTimecode& timecode) const {

@@ -10,7 +10,8 @@ namespace zenquor::tools {
 /// The label of the same hours, minutes and seconds in @p target, to the nearest frame.
 ZQCKTimecode sameLabel(const ZQCKTimecode& timecode, ZQCKTimebase target);
 
-/// Frames from @p from to @p to, the shorter way round midnight; both in one timebase.
+/// Frames from @p from on to @p to, round midnight where needed; both in one timebase. What lies less than an
+/// hour back counts as back, in negative frames.
 std::int64_t framesBetween(const ZQCKTimecode& from, const ZQCKTimecode& to);
 
 /// Turns timecodes of one rate into those of another. Both rates show the same label at the anchor; from there
