@@ -9,7 +9,7 @@
 #include <fmt/format.h>
 
 #include "CaptionFile.h"
-#include "CaptionsCommand.h"
+#include "CaptionOptions.h"
 #include "ExitStatus.h"
 #include "LogOption.h"
 #include "RecordOptions.h"
@@ -30,8 +30,7 @@ struct Arguments {
     double duration = 0;
     bool realtime = false, keepCache = false;
     std::uint32_t audioChannels = 2, audioBits = 16, audioPerTrack = 1;
-    std::int32_t captionChannel = 1;
-    std::string captionOutput = "cea608", captionLanguage;
+    CaptionOptions captionOptions;
     std::vector<std::string> outputs, captionFiles, ancillaryFiles, cues;
 };
 
@@ -117,14 +116,6 @@ CueSheet cuesOf(const Arguments& arguments, const ZHLVideoFormat& format) {
     return cues;
 }
 
-CaptionSettings captionSettingsOf(const Arguments& arguments) {
-    CaptionSettings settings;
-    settings.channel = arguments.captionChannel;
-    if (arguments.captionOutput == "op47") settings.output = CaptionSettings::Output::OP47;
-    if (!arguments.captionLanguage.empty()) settings.language = languageCodeOf(arguments.captionLanguage);
-    return settings;
-}
-
 RecordOptions optionsOf(const Arguments& arguments) {
     RecordOptions options;
     options.input = arguments.input;
@@ -142,7 +133,7 @@ RecordOptions optionsOf(const Arguments& arguments) {
                            options.audioPerTrack));
     }
     options.captions = arguments.captions;
-    options.captionSettings = captionSettingsOf(arguments);
+    options.captionSettings = arguments.captionOptions.settings();
     options.captionFiles = sidecarsOf(arguments.captionFiles, true);
     options.ancillaryFiles = sidecarsOf(arguments.ancillaryFiles, false);
     options.cues = cuesOf(arguments, options.format);
@@ -192,20 +183,10 @@ void describe(CLI::App& command, Arguments& a) {
     command.add_option("--captions", a.captions, "Subtitle or caption file to record: .srt .stl .scc .mcc")
         ->check(CLI::ExistingFile)
         ->option_text("FILE");
-    command.add_option("--caption-channel", a.captionChannel, "CEA-608 channel, 1 to 4")
-        ->check(CLI::Range(1, 4))
-        ->capture_default_str();
     command.add_option("--caption-track", a.captionTrack, "Kind of the caption track: c608 or c708")
         ->check(CLI::IsMember({"c608", "c708"}))
         ->capture_default_str();
-    command
-        .add_option("--caption-output", a.captionOutput,
-                    "What captions are sent as: cea608, or op47 teletext subtitles")
-        ->check(CLI::IsMember({"cea608", "op47"}))
-        ->capture_default_str();
-    command
-        .add_option("--caption-language", a.captionLanguage, "Language of teletext subtitles, such as deu")
-        ->option_text("CODE");
+    a.captionOptions.addTo(command, "--caption-");
     command
         .add_option("--write-captions", a.captionFiles,
                     "Collect the captions of the frames in an .scc or .mcc")
