@@ -76,7 +76,8 @@ TEST_F(SCCSidecar, PlaysOnePairAFrameFromTheTimecodeOn) {
     EXPECT_EQ(play(*sidecar, 28, 16), "- - 9420 9420 94ae 94ae 9470 9470 c8e5 942f - - e0e0 - - -");
     EXPECT_EQ(sidecar->timecodeType(), 1);
     EXPECT_THAT(log_.lines, IsEmpty());
-    sidecar->close();  // what was played is nothing to write
+    sidecar->close();
+    sidecar->close();  // what was played is nothing to write, however often
     EXPECT_EQ(play(*sidecar, 44, 1), "-");
     EXPECT_THAT(log_.lines, IsEmpty());
 }

@@ -32,6 +32,7 @@ public:
     /// does not start with a known "File Format", names an unknown "Time Code Rate" or holds no caption.
     static std::shared_ptr<ZQRMCCSidecar> initForReadingWithURL(const std::filesystem::path& url);
     /// Creates or empties a file and writes its header; valid() says whether that worked.
+    /// @param timebase    named by the header; the timecodes of addVancPackets() should be of it.
     /// @param properties  header entries, texts by name. "UUID" is made up when absent; the time code rate and
     /// the time of creation are always added.
     static std::shared_ptr<ZQRMCCSidecar> initForWritingWithURL(const std::filesystem::path& url,
@@ -50,7 +51,8 @@ public:
     /// Exactly one caption packet: the one of the line at @p timecode, else an empty one. Timecodes are
     /// compared by their frames since midnight, each in its own timebase.
     ZQRVANCPacketList vancPacketsAtTimecode(const ZQCKTimecode& timecode) override;
-    /// Writes one line per caption packet; failures are logged and lose the line.
+    /// Writes one line per caption packet, under the timecode's own label; a packet of pairs is a CDP from then
+    /// on. Failures are logged and lose the line.
     void addVancPackets(const ZQRVANCPacketList& packets, const ZQCKTimecode& timecode) override;
     /// Writes a line that is still being collected; MCC lines never wait.
     virtual void flushLine() {}

@@ -208,7 +208,7 @@ void ZQRSCCSidecar::startModeCommand(std::uint8_t hi) {
 
 void ZQRSCCSidecar::flushLine() {
     // A caption that is being played is nothing to write.
-    if (hasData() && !inputFile()) {
+    if (hasData() && !newline().empty()) {
         std::string text = describe(currentCaption()->timecode());
         currentCaption()->stripTrailingEmtpy608Packets();
         currentCaption()->encodeData(text, false);
