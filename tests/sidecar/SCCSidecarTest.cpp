@@ -111,8 +111,8 @@ TEST_F(SCCSidecar, ALineOverMidnightEndsBeforeItStarts) {
 TEST_F(SCCSidecar, LinesThatOverlapStartLate) {
     const auto sidecar = open(
         "00:00:00:00\t1111 2222 3333\n00:00:00:01\t4444 5555 6666 7777\n00:00:00:09\t\n"
-        "00:00:00:10\t8888\n");
-    EXPECT_EQ(play(*sidecar, 0, 11), "1111 2222 3333 6666 7777 - - - - - 8888");
+        "00:00:00:09\t8888 9999\n00:00:00:11\tAAAA\n");
+    EXPECT_EQ(play(*sidecar, 0, 12), "1111 2222 3333 6666 7777 - - - - - 9999 aaaa");
 }
 
 TEST_F(SCCSidecar, ABadLineEndsPlayback) {
