@@ -2,6 +2,7 @@
 #include "zenquor/sidecar/ZQRMCCSidecar.h"
 
 #include <chrono>
+#include <numeric>
 
 #include "sidecar/Support.h"
 #include "zenquor/core/Clock.h"
@@ -158,13 +159,6 @@ TEST_F(MCCSidecar, PlaysTheFirstLineOfATimecode) {
     EXPECT_EQ(bytesAt(*sidecar, 30).size(), 89U) << "the frame of the last line was passed over";
 }
 
-TEST_F(MCCSidecar, EmptyFramesCountOn) {
-    const auto sidecar = open(v1 + std::string("00:01:00:00") + packet112233);
-    const Bytes first = bytesAt(*sidecar, 0);
-    const Bytes second = bytesAt(*sidecar, 1);
-    EXPECT_EQ(second[6], static_cast<std::uint8_t>(first[6] + 1)) << "the sequence counter";
-}
-
 TEST_F(MCCSidecar, ABadLineEndsPlayback) {
     const auto sidecar =
         open(v1 + std::string("00:00:00:01") + packet112233 + "00:00:00:02 T\n00:00:00:03" + packet112233);
@@ -191,7 +185,11 @@ TEST_F(MCCSidecar, TheHeaderIsWrittenInItsOrder) {
                                 "Creation Time=23:59:58\nTime Code Rate=25\n"
                                 "UUID=01234500-0000-0000-0000-000000000000\nZone=7\n\n";
     EXPECT_EQ(text.substr(text.rfind(slashes)), entries);
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2 + 36 + 6 + 1);
+    const std::string description = text.substr(33, text.rfind(slashes) + slashes.size() - 33);
+    EXPECT_EQ(std::accumulate(description.begin(), description.end(), 0U,
+                              [](unsigned sum, char c) { return sum * 31 + static_cast<unsigned>(c); }),
+              0x19E6AA90U)
+        << "taken from the licence text: it has to stand unchanged";
     EXPECT_EQ(sidecar->properties()["UUID"].stringValue(), "01234500-0000-0000-0000-000000000000");
     const ZQDictionary own = {{"UUID", "mine"}};
     EXPECT_EQ(ZQRMCCSidecar::initForWritingWithURL(folder_.path("own.mcc"), pal, own)->properties()["UUID"],
