@@ -60,6 +60,8 @@ CaptionComparison CaptionComparison::of(const std::vector<CaptionStream::Wanted>
     result.wanted = wanted.size();
     std::size_t next = 0, untold = 0;
     for (const auto& block : wanted) {
+        // What appeared before its time belongs to a subtitle before it.
+        while (next < seen.size() && framesBetween(seen[next]->timecodeIn(), block.in) > 0) ++next;
         std::size_t at = next;
         const std::size_t end = std::min(seen.size(), next + lookAhead);
         while (at < end && words(seen[at]->text()) != words(block.text)) ++at;

@@ -25,13 +25,13 @@ def seconds(text):
     return int(hours) * 3600 + int(minutes) * 60 + float(rest.replace(",", "."))
 
 
-def cues(srt):
+def cues(srt, markup=r"<[^>]*>|\{[^}]*\}|\\h"):
     """(in, out, words) of each cue; markup, positions and the shape of quotes are the reader's own."""
     result = []
     for block in re.split(r"\n\s*\n", srt.replace("\r", "").strip()):
         lines = block.splitlines()
         start, end = re.split(r"\s+-->\s+", lines[1])
-        text = re.sub(r"<[^>]*>|\{[^}]*\}|\\h", "", "\n".join(lines[2:])).replace("\u2019", "'")
+        text = re.sub(markup, "", "\n".join(lines[2:])).replace("\u2019", "'")
         result.append((seconds(start), seconds(end), "\n".join(" ".join(line.split()) for line in text.splitlines())))
     return result
 
