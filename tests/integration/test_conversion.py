@@ -1,5 +1,6 @@
 """Caption files into one another, judged by ffmpeg's readers and by what a viewer sees."""
 import json
+import os
 import unittest
 
 from captionfiles import SUBTITLES, cues, scc, stl
@@ -86,14 +87,73 @@ class Conversion(Case):
         report = captions(self.srt, self.folder / "out.scc").stdout
         self.assertIn("\u0141 by L (1 times)", report)
 
+    def test_captions_that_are_lost_are_told(self):
+        block = "{0}\n00:00:0{0},{1} --> 00:00:0{0},900\nNumber {0}\n\n"
+        path = self.folder / "in.scc"
+        for lines, words in (
+                (["00:00:08;00\t9420 9420 94ae 94ae 9470 9470 c861 e980 942f 942f", "00:00:10;00\t94zz",
+                  "00:00:12;00\t942c 942c"], "Caption lines behind it: 1"),
+                (["00:00:08;00\t9420 9420 942f 942f", "00:00:02;00\t942c 942c"], "run backwards in time (1)"),
+                (["00:00:08;00\t9420 9420 942f 942f", "00:00:08;03\t942c 942c"], "before has been sent")):
+            path.write_text(scc(lines))
+            self.assertIn(words, captions(path, self.folder / "out.mcc").stdout)
+        self.srt.write_text(block.format(1, "000") + block.format(2, "00") + block.format(3, "000"))
+        self.assertIn("2 of 3 subtitles could not be read", captions(self.srt, self.folder / "out.mcc").stdout)
+        for content, words in ((SUBTITLES.replace("\n", "\r").encode(), "tr '\\r' '\\n'"),
+                               (SUBTITLES.encode("utf-16"), "iconv -f UTF-16")):
+            self.srt.write_bytes(content)
+            self.assertIn(words, captions(self.srt, self.folder / "out.srt", status=1).stderr)
+        self.srt.write_bytes(SUBTITLES.encode("latin-1"))
+        self.assertIn("not UTF-8 but an older encoding", captions(self.srt, self.folder / "out.srt").stdout)
+
+    def test_captions_are_played_past_midnight_and_for_a_whole_day(self):
+        text = "9420 9420 94ae 94ae 9470 9470 c861 e980 942f 942f"
+        path = self.folder / "in.scc"
+        path.write_text(scc([f"23:59:58;00\t{text}", "00:00:01;00\t942c 942c", f"00:00:02;00\t{text}", "00:00:03;00\t942c 942c"]))
+        self.assertNotIn("Not played", captions(path, self.folder / "in.mcc").stdout)
+        for name in ("in.scc", "in.mcc"):
+            got = cues(self.convert(self.folder / name, "back.srt").read_text())
+            self.assertEqual([(int(start), int(end), words) for start, end, words in got], [(86398, 1, "Hai"), (2, 3, "Hai")])
+        path.write_text(scc([f"00:00:08;00\t{text}", "00:00:10;00\t942c 942c", f"15:00:02;00\t{text}", "15:00:03;00\t942c 942c"]))
+        for arguments in ([], ["--rate", "25"]):
+            got = cues(self.convert(path, "back.srt", *arguments).read_text())
+            self.assertEqual([int(start) for start, _, _ in got], [8, 54002], arguments)
+
+    def test_times_of_stl_count_from_the_start_of_the_programme(self):
+        data = bytearray(stl([("09:59:50:00", "09:59:52:00", ["Leader"]), ("10:00:01:00", "10:00:02:00", ["Guten Abend"])]))
+        data[256:264] = b"10000000"
+        path = self.folder / "in.stl"
+        path.write_bytes(data)
+        for action, starts in (("keep", [35990, 36001]), ("subtract", [1])):
+            done = captions(path, self.folder / "out.srt", "--output", "op47", "--programme-start", action)
+            self.assertEqual([start for start, _, _ in cues((self.folder / "out.srt").read_text())], starts)
+            self.assertEqual("1 subtitles before that were left out" in done.stdout, action == "subtract")
+
+    def test_colours_are_read_as_people_write_them(self):
+        lines = {'<font color="#FF0000">Red</font> white': '<font color="FF0000">Red</font> white',
+                 '<font color="Cyan">Cy</font> <font color="00ff00">Gr</font>':
+                     '<font color="00FFFF">Cy</font> <font color="00FF00">Gr</font>',
+                 "so <font color=#FFFF00>bare</font> it <i>is</i>": 'so <font color="FFFF00">bare</font> it is',
+                 '<font face="Arial" color="aqua"><b>It</b></font> is': '<font color="00FFFF">It</font> is'}
+        self.srt.write_text("".join(f"{n}\n00:00:0{n},000 --> 00:00:0{n},500\n{line}\n\n" for n, line in enumerate(lines, 1)))
+        self.convert(self.srt, "out.srt", "--output", "op47")
+        got = (self.folder / "out.srt").read_text().replace("\r", "").split("\n\n")
+        self.assertEqual([block.split("\n")[2] for block in got if block], list(lines.values()))
+
     def test_wrong_arguments_and_files_are_refused(self):
+        full, pipe = self.folder / "full.srt", self.folder / "pipe.srt"
+        full.symlink_to("/dev/full")
+        os.mkfifo(pipe)
         for arguments, words, status in (
                 ([self.srt], "Give a file to write", 2),
                 ([self.srt, self.folder / "out.stl"], "must end in .srt, .scc or .mcc", 2),
                 ([self.srt, self.folder / "out.mcc", "--output", "op47"], "carry captions, not OP-47", 2),
                 ([self.srt, self.srt], "same file", 2),
                 ([self.srt, self.folder / "out.scc", "--language", "xx1"], "There is no language", 2),
-                ([self.srt, self.folder / "no" / "out.scc"], "cannot be written", 1),
+                ([self.srt, self.folder / "no" / "out.scc"], "there is no folder", 1),
+                ([self.srt, self.folder / "no" / "out.srt"], "there is no folder", 1),
+                ([self.srt, full], "cannot be written", 1),
+                ([pipe, self.folder / "out.srt"], "is a pipe or a device", 1),
                 ([self.srt, "/dev/full"], "must end in", 2)):
             done = captions(*arguments, status=status)
             self.assertIn(words, done.stderr)
