@@ -38,6 +38,7 @@ CaptionPacketPtr packetForTrack(const CaptionPacketPtr& packet, FourCC track) {
 bool CaptionFeed::readFrom(const std::filesystem::path& path, const CaptionSettings& settings,
                            ZQErrorPtr* error) {
     stream_ = CaptionStream::open(path, settings, timebase_, error);
+    streamPath_ = path;
     return stream_ != nullptr;
 }
 
@@ -60,8 +61,10 @@ ZQRVANCPacketList CaptionFeed::packetsFor(const ZQRFramePtr& frame, std::uint64_
     const auto timecode = frame->frameTimecode().value_or(sinceStart);
     ZQRVANCPacketList packets = frame->vancPackets();
     if (stream_) {
-        packets = ZQRVANCHelper::addPackets(
-            stream_->packetsAt(stream_->followsTimecode() ? timecode : sinceStart), packets);
+        const auto& time = stream_->followsTimecode() ? timecode : sinceStart;
+        packets = ZQRVANCHelper::addPackets(stream_->packetsAt(time), packets);
+        const std::int64_t place = framesBetween(stream_->first(), time);
+        hasMetStream_ = hasMetStream_ || (place >= 0 && place < stream_->frames());
     }
     for (const auto& cue : cues_.packetsAt(timecode)) packets = ZQRVANCHelper::addPacket(cue, packets);
     return packets;
@@ -86,6 +89,12 @@ void CaptionFeed::apply(const ZQRFramePtr& frame, std::uint64_t index) {
 
 std::vector<std::string> CaptionFeed::close(bool& failed) {
     std::vector<std::string> sentences = stream_ ? stream_->notes() : std::vector<std::string>{};
+    if (stream_ && !hasMetStream_)
+        sentences.push_back(fmt::format("Nothing of \"{}\" was recorded: it runs from {} to {}, and {}.",
+                                        streamPath_.string(), stream_->first(), stream_->last(),
+                                        stream_->followsTimecode()
+                                            ? "the recording's timecode lies elsewhere (--start-timecode)"
+                                            : "the recording ended before that"));
     const auto closeFile = [&](auto& file) {
         ZQErrorPtr error;
         if (file->close(&error)) return;

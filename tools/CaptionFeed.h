@@ -46,6 +46,8 @@ private:
     FourCC track_;
     ZQCKTimebase timebase_;
     std::unique_ptr<CaptionStream> stream_;
+    std::filesystem::path streamPath_;
+    bool hasMetStream_ = false;  // a frame lay where the file has captions
     CueSheet cues_;
     std::vector<std::unique_ptr<CaptionCollector>> collectors_;
     std::vector<std::unique_ptr<AncillaryFile>> ancillaryFiles_;

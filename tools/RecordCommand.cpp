@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <set>
@@ -116,6 +117,27 @@ CueSheet cuesOf(const Arguments& arguments, const ZHLVideoFormat& format) {
     return cues;
 }
 
+bool isSameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
+    std::error_code status;
+    return std::filesystem::absolute(one).lexically_normal() ==
+               std::filesystem::absolute(other).lexically_normal() ||
+           std::filesystem::equivalent(one, other, status);
+}
+
+/// Refuses a file that would be written twice, or written over while it is read.
+void refuseSharedFiles(const RecordOptions& options) {
+    std::vector<std::filesystem::path> written = options.captionFiles;
+    written.insert(written.end(), options.ancillaryFiles.begin(), options.ancillaryFiles.end());
+    for (auto file = written.begin(); file != written.end(); ++file) {
+        const auto isThis = [&](const std::filesystem::path& other) { return isSameFile(*file, other); };
+        if (std::any_of(written.begin(), file, isThis))
+            refuse(fmt::format("\"{}\" is given twice.", file->string()));
+        if ((!options.captions.empty() && isThis(options.captions)) ||
+            (!options.input.empty() && isThis(options.input)))
+            refuse(fmt::format("\"{}\" would be written over while it is read.", file->string()));
+    }
+}
+
 RecordOptions optionsOf(const Arguments& arguments) {
     RecordOptions options;
     options.input = arguments.input;
@@ -141,6 +163,7 @@ RecordOptions optionsOf(const Arguments& arguments) {
     options.keepCache = arguments.keepCache;
     options.speed = arguments.speed;
     options.outputs = outputsOf(arguments, options.codec);
+    refuseSharedFiles(options);
     return options;
 }
 

@@ -21,6 +21,19 @@ class Command(Case):
                 self.assertTrue(done.stderr.startswith("zenquor: "))
         self.assertEqual(list(self.folder.iterdir()), [])
 
+    def test_caption_files_are_not_written_over_while_they_are_read_or_written(self):
+        source, link, movie = self.folder / "in.scc", self.folder / "link.scc", self.folder / "out.mov"
+        source.write_text("Scenarist_SCC V1.0\n\n00:00:01;00\t9420 9420 942f 942f\n")
+        link.symlink_to(source)
+        before = source.read_bytes()
+        for arguments in (["--captions", source, "--write-captions", link],
+                          ["--write-captions", self.folder / "a.mcc", "--write-anc", self.folder / "." / "a.mcc"]):
+            record("--format", "720p25", "--frames", "5", *arguments, movie, status=2)
+        self.assertEqual(source.read_bytes(), before)
+        self.assertFalse(movie.exists())
+        told = record("--format", "720p25", "--frames", "5", "--captions", source, movie).stderr
+        self.assertRegex(told, r"Nothing of .* was recorded: it runs from 00:00:01:00 .*--start-timecode")
+
     def test_help_stands_on_every_subcommand(self):
         for arguments in ([], ["record"], ["inspect"], ["anc"]):
             self.assertIn("--help", run(ZENQUOR, *arguments, "--help").stdout)
