@@ -4,6 +4,7 @@
 
 #include "CaptionErrors.h"
 #include "CaptionFile.h"
+#include "DigitalCaptions.h"
 #include "zenquor/sidecar/ZQRSCCSidecar.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
 #include "zenquor/vanc/ZQRVANCHelper.h"
@@ -50,6 +51,7 @@ void CaptionCollector::addPairs(const ZQRVANCPacketList& packets, const ZQCKTime
     };
     bool found = false;
     if (const auto packet = ZQRVANCHelper::closedCaptionPacket(packets)) {
+        digitalPackets_ += holdsDigitalCaptions(*packet) ? 1 : 0;
         packet->enumerate608Pairs([&](int field, std::span<const std::uint8_t, 2> pair) {
             if (field != field_) {
                 pairsOfOtherField_ += ((pair[0] | pair[1]) & 0x7F) != 0 ? 1 : 0;
@@ -84,6 +86,10 @@ std::vector<std::string> CaptionCollector::notes() const {
         notes.push_back(fmt::format(
             "\"{}\" holds field {} only, as SCC files do: {} byte pairs of field {} are not in it.",
             path_.string(), field_, pairsOfOtherField_, 3 - field_));
+    if (digitalPackets_ > 0)
+        notes.push_back(
+            fmt::format("\"{}\" holds no digital captions (CEA-708): those of {} packets are not in it.",
+                        path_.string(), digitalPackets_));
     return notes;
 }
 

@@ -39,7 +39,7 @@ private:
     std::filesystem::path path_;
     bool isScenarist_ = false;
     int field_ = 1;
-    std::uint64_t pairsOfOtherField_ = 0;
+    std::uint64_t pairsOfOtherField_ = 0, digitalPackets_ = 0;
     ZQCKTimebase timebase_;
     std::shared_ptr<ZQRMCCSidecar> sidecar_;
     ZQRSidecarOutputFilePtr file_;

@@ -92,6 +92,15 @@ void report(const CaptionConversion& conversion, const CaptionStream& stream,
     for (const auto& note : stream.notes()) fmt::print("  {}\n", note);
 }
 
+/// A SubRip file holds one channel: names the others that show something.
+void reportOtherChannels(const CaptionReader& reader, std::int32_t channel) {
+    for (std::int32_t other = 1; other <= static_cast<std::int32_t>(std::size(fieldOfChannel)); ++other) {
+        const std::size_t count = reader.blocks(other).size();
+        if (other != channel && count > 0)
+            fmt::print("  Channel {0} shows {1} captions too: --channel {0} writes them.\n", other, count);
+    }
+}
+
 }  // namespace
 
 bool CaptionConversion::run() const {
@@ -120,7 +129,8 @@ bool CaptionConversion::run() const {
         channel = reader.busiest();
     const ZQRScreenBlockList& seen = reader.blocks(channel);
     if (seen.empty() && writesSubRip) {
-        complain(fmt::format("\"{}\" shows nothing on channel {}.", input.string(), channel));
+        complain(fmt::format("\"{}\" shows nothing on channel {}. \"zenquor anc\" lists what it holds.",
+                             input.string(), channel));
         return false;
     }
     const bool written = writesSubRip ? writeSubRip(output, seen, &error) : collector->close(&error);
@@ -130,6 +140,8 @@ bool CaptionConversion::run() const {
     }
     report(*this, *stream, seen);
     if (channel != settings.channel) fmt::print("  Channel 1 shows nothing; this is channel {}.\n", channel);
+    if (writesSubRip && settings.output == CaptionSettings::Output::CEA608)
+        reportOtherChannels(reader, channel);
     if (collector) {
         for (const auto& note : collector->notes()) fmt::print("  {}\n", note);
     }

@@ -311,6 +311,10 @@ std::vector<std::string> CaptionStream::notes() const {
     if (retimed_ && retimed_->longestWait() > 0)
         notes.push_back(
             fmt::format("Pairs waited up to {} frames for a frame of their own.", retimed_->longestWait()));
+    if (retimed_ && retimed_->digitalPackets() > 0)
+        notes.push_back(
+            fmt::format("The digital captions (CEA-708) of {} packets are not sent at another rate.",
+                        retimed_->digitalPackets()));
     return notes;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "DigitalCaptions.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
 #include "zenquor/vanc/ZQRVANCHelper.h"
 
@@ -17,6 +18,7 @@ constexpr std::int64_t leapSeconds = 10;
 void RetimedCaptions::take(const ZQCKTimecode& sourceTimecode) {
     const auto packet = ZQRVANCHelper::closedCaptionPacket(source_->vancPacketsAtTimecode(sourceTimecode));
     if (!packet) return;
+    digitalPackets_ += holdsDigitalCaptions(*packet) ? 1 : 0;
     packet->enumerate608Pairs([this](int field, std::span<const std::uint8_t, 2> pair) {
         if (((pair[0] | pair[1]) & 0x7F) != 0) waiting_[field == 2 ? 1 : 0].push_back({pair[0], pair[1]});
     });

@@ -26,10 +26,10 @@ public:
     bool valid() const override { return source_->valid(); }
     std::int32_t timecodeType() const override { return source_->timecodeType(); }
 
-    /// Whether a pair still waits for its frame.
-    bool isBehind() const { return !waiting_[0].empty() || !waiting_[1].empty(); }
     /// The most frames that a pair had to wait.
     std::size_t longestWait() const { return longestWait_; }
+    /// The packets whose digital captions were left behind.
+    std::uint64_t digitalPackets() const { return digitalPackets_; }
 
 private:
     using Pair = std::array<std::uint8_t, 2>;
@@ -43,6 +43,7 @@ private:
     std::optional<ZQCKTimecode> taken_;  // the last frame of the source that was asked for
     std::array<std::deque<Pair>, 2> waiting_;
     std::size_t longestWait_ = 0;
+    std::uint64_t digitalPackets_ = 0;
 };
 
 }  // namespace zenquor::tools

@@ -54,3 +54,15 @@ def stl(blocks, language="08", format_code="STL25.01", row=20):
         data += bytes([0]) + number.to_bytes(2, "little") + b"\xff\x00" + times + bytes([row, 2, 0])
         data += text.ljust(112, b"\x8f")
     return data
+
+
+def mcc(frames):
+    """An MCC file at 29.97 of one caption distribution packet a frame, from 00:00:01;00: (field 1, field 2) pairs each."""
+    text = "File Format=MacCaption_MCC V2.0\n\nTime Code Rate=30DF\n\n"
+    for number, (first, second) in enumerate(frames):
+        # SMPTE ST 334-2: header, 20 triplets (two pairs, a CEA-708 packet of two, padding), footer, checksum.
+        triplets = b"\xfc" + bytes.fromhex(first) + b"\xfd" + bytes.fromhex(second) + b"\xff\x02\x21\xfe\x41\0" + b"\xfa\0\0" * 16
+        cdp = b"\x96\x69\x49\x4f\x43" + number.to_bytes(2, "big") + b"\x72\xf4" + triplets + b"\x74" + number.to_bytes(2, "big")
+        packet = b"\x61\x01\x49" + cdp + bytes([-sum(cdp) & 255])
+        text += f"00:00:01;{number:02}\t{packet.hex().upper()}{sum(packet) & 255:02X}\n"
+    return text

@@ -3,7 +3,7 @@ import json
 import os
 import unittest
 
-from captionfiles import SUBTITLES, cues, scc, stl
+from captionfiles import SUBTITLES, cues, mcc, scc, stl
 from judges import Case, ZENQUOR, run
 
 # 720p: one pair a frame. A flip or an erasure takes two, and loading a caption that follows at once up to its length.
@@ -105,6 +105,22 @@ class Conversion(Case):
             self.assertIn(words, captions(self.srt, self.folder / "out.srt", status=1).stderr)
         self.srt.write_bytes(SUBTITLES.encode("latin-1"))
         self.assertIn("not UTF-8 but an older encoding", captions(self.srt, self.folder / "out.srt").stdout)
+
+    def test_what_one_field_or_channel_cannot_hold_is_told(self):
+        path, out = self.folder / "in.mcc", self.folder / "out.scc"
+        first = "9420 9420 9470 9470 C861 E980 942F 942F".split()
+        second = "1520 1520 1570 1570 C8EF EC61 152F 152F".split()
+        path.write_text(mcc(zip(first, second)))
+        for channel, pairs in ((1, first), (3, second)):
+            report = captions(path, out, "--channel", channel).stdout
+            self.assertIn("8 byte pairs of field", report)
+            self.assertIn("no digital captions (CEA-708): those of 8 packets", report)
+            self.assertEqual(out.read_text(), scc(["00:00:01;00\t" + " ".join(pairs)]))
+        report = captions(path, self.folder / "out.srt").stdout
+        self.assertIn("Channel 3 shows 1 captions too", report)
+        self.assertEqual([text for _, _, text in cues((self.folder / "out.srt").read_text())], ["Hai"])
+        self.assertIn("CEA-708", captions(path, self.folder / "out.mcc", "--rate", "25").stdout)
+        self.assertNotIn("CEA-708", captions(path, self.folder / "out.mcc").stdout)
 
     def test_captions_are_played_past_midnight_and_for_a_whole_day(self):
         text = "9420 9420 94ae 94ae 9470 9470 c861 e980 942f 942f"
