@@ -87,13 +87,15 @@ void printJSON(const std::filesystem::path& path, const ZQRCaptionChecker::Repor
 
 }  // namespace
 
-int checkCaptions(const std::filesystem::path& path, const CaptionSettings& settings, bool json) {
+int checkCaptions(const std::filesystem::path& path, const CaptionSettings& settings,
+                  std::optional<ZQCKTimebase> rate, bool json) {
     if (ZQErrorPtr error; !canBeRead(path, &error)) {
         fmt::print(stderr, "zenquor: {}\n", error->localizedDescription());
         return ExitFailure;
     }
     const bool isMovie = captionFileKind(path) == CaptionFileKind::Movie;
-    const auto options = optionsFor(settings);
+    auto options = optionsFor(settings);
+    if (rate) options.timebase = *rate;
     const auto report = isMovie ? checkMovie(path, options) : ZQRCaptionChecker::checkFile(path, options);
     if (!report) return ExitFailure;
     (json ? printJSON : printPlain)(path, *report);

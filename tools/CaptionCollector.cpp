@@ -61,7 +61,9 @@ void CaptionCollector::addPairs(const ZQRVANCPacketList& packets, const ZQCKTime
             found = true;
         });
     }
-    if (!found) addPair(ZQRVANCClosedCaptionPacket::empty608PacketData());
+    static const ZQRVANCPacketList idle = {ZQRVANCClosedCaptionPacket::closedCaptionPacketWithData(
+        ZQRVANCClosedCaptionPacket::empty608PacketData(), ZQRVANCClosedCaptionPacket::TypeCEA608)};
+    if (!found) sidecar_->addVancPackets(idle, timecode);
 }
 
 void CaptionCollector::add(const ZQRVANCPacketList& packets, const ZQCKTimecode& timecode) {

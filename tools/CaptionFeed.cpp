@@ -56,9 +56,8 @@ bool CaptionFeed::writeAncillaryTo(const std::filesystem::path& path, ZQErrorPtr
     return true;
 }
 
-ZQRVANCPacketList CaptionFeed::packetsFor(const ZQRFramePtr& frame, std::uint64_t index) {
-    const auto sinceStart = ZQCKTimecode::timecodeWithFrames(static_cast<std::int64_t>(index), timebase_);
-    const auto timecode = frame->frameTimecode().value_or(sinceStart);
+ZQRVANCPacketList CaptionFeed::packetsFor(const ZQRFramePtr& frame, const ZQCKTimecode& timecode,
+                                          const ZQCKTimecode& sinceStart) {
     ZQRVANCPacketList packets = frame->vancPackets();
     if (stream_) {
         const auto& time = stream_->followsTimecode() ? timecode : sinceStart;
@@ -71,7 +70,9 @@ ZQRVANCPacketList CaptionFeed::packetsFor(const ZQRFramePtr& frame, std::uint64_
 }
 
 void CaptionFeed::apply(const ZQRFramePtr& frame, std::uint64_t index) {
-    ZQRVANCPacketList packets = packetsFor(frame, index);
+    const auto sinceStart = ZQCKTimecode::timecodeWithFrames(static_cast<std::int64_t>(index), timebase_);
+    const auto timecode = frame->frameTimecode().value_or(sinceStart);
+    ZQRVANCPacketList packets = packetsFor(frame, timecode, sinceStart);
     if (track_ != 0) {
         const auto caption = packetForTrack(ZQRVANCHelper::closedCaptionPacket(packets), track_);
         // One conversion for all files, so that each holds every sequence number.
@@ -81,8 +82,6 @@ void CaptionFeed::apply(const ZQRFramePtr& frame, std::uint64_t index) {
     }
     frame->setVancPackets(packets);
     frame->setWriteCaptions(track_ != 0);
-    const auto timecode = frame->frameTimecode().value_or(
-        ZQCKTimecode::timecodeWithFrames(static_cast<std::int64_t>(index), timebase_));
     for (const auto& collector : collectors_) collector->add(packets, timecode);
     for (const auto& file : ancillaryFiles_) file->add(packets, timecode);
 }

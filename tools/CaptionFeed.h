@@ -41,7 +41,9 @@ public:
     std::vector<std::string> close(bool& failed);
 
 private:
-    ZQRVANCPacketList packetsFor(const ZQRFramePtr& frame, std::uint64_t index);
+    /// @param sinceStart  the frame counted from the recording's start.
+    ZQRVANCPacketList packetsFor(const ZQRFramePtr& frame, const ZQCKTimecode& timecode,
+                                 const ZQCKTimecode& sinceStart);
 
     FourCC track_;
     ZQCKTimebase timebase_;

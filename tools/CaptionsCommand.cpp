@@ -32,11 +32,14 @@ const std::map<std::string, int> rates = {{"2398", 0}, {"24", 1}, {"25", 2},   {
     throw CLI::ValidationError(sentence);
 }
 
+std::optional<ZQCKTimebase> rateOf(const Arguments& arguments) {
+    if (arguments.rate.empty()) return std::nullopt;
+    return ZQCKTimebase::timebaseForFramerate(rates.at(arguments.rate));
+}
+
 CaptionConversion conversionOf(const Arguments& arguments) {
     CaptionConversion conversion{arguments.input, arguments.output, arguments.captions.settings(),
-                                 std::nullopt};
-    if (!arguments.rate.empty())
-        conversion.rate = ZQCKTimebase::timebaseForFramerate(rates.at(arguments.rate));
+                                 rateOf(arguments)};
     const auto kind = captionFileKindByName(conversion.output);
     if (kind == CaptionFileKind::Movie || kind == CaptionFileKind::EBUSTL)
         refuse(fmt::format("\"{}\" must end in .srt, .scc or .mcc.", arguments.output));
@@ -59,7 +62,7 @@ void describe(CLI::App& command, Arguments& a) {
     command.add_flag("--json", a.json, "With --check: one JSON object for programs");
     command
         .add_option("--rate", a.rate,
-                    "Frame rate of the frames in between; default the file's own, 29.97 for SubRip")
+                    "Frame rate of the frames that are played; default the file's own, 29.97 for SubRip")
         ->check(CLI::IsMember(&rates));
     a.captions.addTo(command, "--");
     addLogOption(command, a.log);
@@ -72,17 +75,18 @@ void addCaptionsCommand(CLI::App& app, int& status) {
     const auto arguments = std::make_shared<Arguments>();
     describe(*command, *arguments);
     command->footer(
-        "What is written is what a recording would carry: IN is played frame by frame, and an .srt is what "
-        "a\n"
-        "viewer would see of that.\n"
+        "What is written is what a recording would carry: IN is played frame by frame,\n"
+        "and an .srt is what a viewer would see of that.\n"
         "Exit status: 0 written, or nothing wrong; 1 it failed, or something is wrong; 2 wrong arguments.");
     command->callback([arguments, &status] {
         applyLogOption(arguments->log);
         if (arguments->check) {
             if (!arguments->output.empty()) refuse("--check writes nothing: give one file.");
-            status = checkCaptions(arguments->input, arguments->captions.settings(), arguments->json);
+            status = checkCaptions(arguments->input, arguments->captions.settings(), rateOf(*arguments),
+                                   arguments->json);
             return;
         }
+        if (arguments->json) refuse("--json goes with --check.");
         if (arguments->output.empty()) refuse("Give a file to write, or --check.");
         status = conversionOf(*arguments).run() ? ExitSuccess : ExitFailure;
     });

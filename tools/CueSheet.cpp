@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::size_t timecodeLength = 11;
 constexpr std::int32_t highestMessageNumber = 255;
+constexpr std::size_t packetSize = 255;  // user data words of an ancillary packet; messages are not split
 
 using Operation = ZQRVANCSCTEOperation;
 
@@ -85,6 +86,26 @@ Operation operationFor(const Name& name, const Values& v) {
     }
 }
 
+/// An empty message, with the time signal that segmentation descriptors want beside them.
+std::shared_ptr<ZQRVANCSCTEPacket> messageFor(bool needsSignal, std::int32_t preRoll) {
+    const auto message = ZQRVANCSCTEPacket::init();
+    if (needsSignal) message->addOperation(Operation::timeSignalRequestWithPreRollTime(preRoll));
+    return message;
+}
+
+/// Adds the operation when the message still fits a packet.
+bool addToMessage(ZQRVANCSCTEPacket& message, const Operation& operation) {
+    // A single operation has a shorter form: only the whole message tells its size.
+    const auto trial = ZQRVANCSCTEPacket::init();
+    for (const auto& present : message.operations()) trial->addOperation(present);
+    return trial->addOperation(operation) && trial->sdiData().size() <= packetSize &&
+           message.addOperation(operation);
+}
+
+bool isSegmentation(const Operation& operation) {
+    return operation.opID() == Operation::InsertSegmentationDescriptorRequest;
+}
+
 /// Reads one "key=value". @return what is wrong with it.
 std::string readValue(std::string_view item, const Name& name, Values& values) {
     const std::size_t equals = item.find('=');
@@ -137,8 +158,10 @@ std::string CueSheet::add(std::string_view text, ZQCKTimebase timebase) {
         if (auto mistake = readValue(item, *name, values); !mistake.empty()) return wrong(mistake);
         rest.remove_prefix(item.size());
     }
-    cues_.push_back(
-        {*timecode, std::string(text), operationFor(*name, values), values["preroll"], values["dpi-pid"]});
+    const Operation operation = operationFor(*name, values);
+    if (!addToMessage(*messageFor(isSegmentation(operation), values["preroll"]), operation))
+        return wrong("it is too long for a packet; shorten its upid");
+    cues_.push_back({*timecode, std::string(text), operation, values["preroll"], values["dpi-pid"]});
     return {};
 }
 
@@ -150,16 +173,16 @@ ZQRVANCPacketPtr CueSheet::nextMessageAt(const ZQCKTimecode& timecode) {
     const auto belongs = [&, dpiPID = first->dpiPID](const Cue& cue) {
         return waits(cue) && cue.dpiPID == dpiPID;
     };
-    const bool hasSignal = std::ranges::any_of(cues_, [&](const Cue& cue) {
-        return belongs(cue) && cue.operation.opID() != Operation::InsertSegmentationDescriptorRequest;
-    });
-    const auto message = ZQRVANCSCTEPacket::init();
+    const bool hasSignal = std::ranges::any_of(
+        cues_, [&](const Cue& cue) { return belongs(cue) && !isSegmentation(cue.operation); });
+    const auto message = messageFor(!hasSignal, first->preRoll);
     message->setDPIPID(first->dpiPID);
     messageNumber_ = messageNumber_ % highestMessageNumber + 1;
     message->setMessageNumber(messageNumber_);
-    if (!hasSignal) message->addOperation(Operation::timeSignalRequestWithPreRollTime(first->preRoll));
     for (Cue& cue : cues_) {
-        if (belongs(cue)) cue.sent = message->addOperation(cue.operation);
+        if (!belongs(cue)) continue;
+        if (!addToMessage(*message, cue.operation)) break;  // it goes into the next message
+        cue.sent = true;
     }
     return message;
 }

@@ -15,7 +15,8 @@ namespace zenquor::tools {
 /// Cues as typed, "10:00:05:00:splice-start,event=1,preroll=4000", each on the frame of its timecode.
 ///
 /// Names: splice-start, splice-start-immediate, splice-end, splice-end-immediate, splice-cancel, time-signal,
-/// segmentation. Cues of one frame travel in one message; a segmentation descriptor brings a time signal with
+/// segmentation. Cues of one frame travel in one message while
+/// it fits a packet; a segmentation descriptor brings a time signal with
 /// it, since receivers want one, unless the frame has one anyway.
 class CueSheet {
 public:

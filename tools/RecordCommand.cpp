@@ -241,8 +241,8 @@ void addRecordCommand(CLI::App& app, int& status) {
         "The interrupt key ends the recording cleanly; pressed twice it ends at once.\n"
         "Exit status: 0 recorded, 1 the recording failed, 2 wrong arguments.");
     command->callback([arguments, &status] {
-        const RecordOptions options = optionsOf(*arguments);
         applyLogOption(arguments->log);
+        const RecordOptions options = optionsOf(*arguments);
         status = RecordingSession(options).run() ? ExitSuccess : ExitFailure;
     });
 }

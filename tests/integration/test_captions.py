@@ -70,6 +70,20 @@ class Captions(Case):
                     self.assertEqual([text for _, _, text in cues(back.read_text())], texts, file)
                 path.unlink()
 
+    def test_cues_that_do_not_fit_one_packet_take_another(self):
+        events, long = range(1, 41), "A" * 230
+        arguments = [part for event in events for part in ("--cue", f"00:00:00:05:splice-start,event={event}")]
+        everything = self.folder / "everything.mcc"
+        record("--format", "720p25", "--codec", "apco", "--frames", "10", "--start-timecode", "00:00:00:00", *arguments,
+               "--write-anc", everything, self.folder / "out.mov")
+        objects = [json.loads(line) for line in run(ZENQUOR, "anc", "--json", everything).stdout.splitlines()]
+        data = "".join(entry["data"] for entry in objects if entry.get("did") == 0x41)
+        # Each request: code 0101, 14 bytes, type 1, its event.
+        self.assertEqual([data.count(f"0101000E01{event:08X}") for event in events], [1] * 40)
+        self.assertEqual(objects[-1]["summary"]["faults"], [])
+        done = record("--cue", f"10:00:00:05:segmentation,upid={long}", self.folder / "no.mov", status=2)
+        self.assertIn("shorten its upid", done.stderr)
+
     def test_cues_and_teletext_travel_with_the_frames(self):
         (self.folder / "in.stl").write_bytes(stl([("10:00:01:00", "10:00:02:00", ["Guten Abend"])]))
         everything = self.folder / "everything.mcc"
