@@ -59,7 +59,7 @@ void CaptionOptions::addTo(CLI::App& command, const std::string& prefix) {
     command
         .add_option(prefix + "columns", columns_,
                     "Characters of a row; default 32 for captions, 36 for teletext")
-        ->check(CLI::Range(1, 40));
+        ->check(CLI::Range(8, 40));
     command
         .add_option(prefix + "overlap", overlap_,
                     "What becomes of a subtitle that starts before the last has ended")

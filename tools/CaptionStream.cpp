@@ -11,6 +11,7 @@
 #include "RetimedCaptions.h"
 #include "SubtitleMarkup.h"
 #include "SubtitleText.h"
+#include "SubtitleWrap.h"
 #include "TimeMapping.h"
 #include "zenquor/core/Unicode.h"
 #include "zenquor/host/ZHLSidecarProperties.h"
@@ -22,7 +23,6 @@
 namespace zenquor::tools {
 namespace {
 
-constexpr int noOutput = -1;  // of a subtitle sidecar that is only read
 constexpr int timecodeOfFrames = 1;
 constexpr char16_t teletextFiller = u' ';
 constexpr std::int32_t captionRows = 15, teletextRows = 24;
@@ -81,7 +81,7 @@ bool CaptionStream::openFile(const std::filesystem::path& path, std::optional<ZQ
             return openPackets(path, rate, error);
     }
     if (isReadable) return true;
-    const auto advice = adviceOnEncoding(path);
+    const auto advice = kind_ == CaptionFileKind::SubRip ? adviceOnEncoding(path) : std::string();
     return failCaption(error,
                        fmt::format("\"{}\" holds no readable subtitle. {}", path.string(),
                                    advice.empty() ? "\"zenquor captions --check\" says why." : advice));
@@ -116,6 +116,7 @@ void CaptionStream::fit(const std::shared_ptr<ZQRSubtitleSidecar>& sidecar, Bloc
         if (!replaced.empty())
             note(fmt::format("Characters that captions do not have were replaced: {}.", replaced));
     }
+    if (columns > 0) wrapRows(blocks, columns, settings_.rasterRows());
     const std::size_t count = blocks.size();
     sidecar->ZQRSubtitleSidecar::validateBlocks(
         blocks, {{ZHLSubtitleSidecar_Property_OverlappingSubtitleAction, settings_.overlap},

@@ -156,6 +156,19 @@ class Conversion(Case):
         got = (self.folder / "out.srt").read_text().replace("\r", "").split("\n\n")
         self.assertEqual([block.split("\n")[2] for block in got if block], list(lines.values()))
 
+    def test_long_lines_take_as_many_rows_as_there_are(self):
+        long = "This is one single long line of text as many people write them, which takes four rows of a caption"
+        self.srt.write_text(f'1\n00:00:04,000 --> 00:00:08,000\n{long}\n\n2\n00:00:09,000 --> 00:00:12,000\n'
+                            '- <font color="red">A long red line that has to be wrapped</font> and a white text\n- Yes.\n')
+        for arguments, rows in (([], 4), (["--output", "op47", "--rate", "25"], 3)):
+            text = self.convert(self.srt, "out.srt", *arguments).read_text().replace("\r", "")
+            (_, _, first), (_, _, second) = cues(text)
+            self.assertEqual(first.replace("\n", " "), long)
+            self.assertEqual(first.count("\n") + 1, rows)
+            self.assertEqual(second.replace("\n", " "), "- A long red line that has to be wrapped and a white text - Yes.")
+            self.assertTrue(second.endswith("\n- Yes."), second)
+        self.assertIn('<font color="FF0000">wrapped</font> and a white text', text)
+
     def test_wrong_arguments_and_files_are_refused(self):
         full, pipe = self.folder / "full.srt", self.folder / "pipe.srt"
         full.symlink_to("/dev/full")

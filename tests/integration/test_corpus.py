@@ -2,6 +2,7 @@
 
 Prints a table by kind. Sources are read here by code of our own; a change without a reason fails the test."""
 import re
+import textwrap
 import unittest
 from collections import Counter
 
@@ -12,10 +13,11 @@ DATA = SHARED / "data"
 # Basic and North American characters of CEA-608-E, tables 5 and 6, and quotes that have a neighbour of the same look.
 SENDABLE = set(map(chr, range(0x20, 0x7F))) - set("*\\^_`{|}~") | set("áéíóúçñÑ÷█®°½¿™¢£♪àèâêîôû\n’‘“”")
 MARKUP = r"(?i)</?(?:[ibu]|font[^>]*)>|\{\\[^}]*\}"  # other tags are text
+LONG = "subtitles with rows longer than 32"
 COLUMNS, CAPTION_ROWS, TELETEXT_ROWS, TELETEXT_COLUMNS = 32, 4, 3, 40
 # ASCII whose place in a teletext set may hold a national character: EN 300 706, table 36.
 NATIONAL = set("#$@[\\]^_`{|}~")
-FRAMES = {"2997": 30000 / 1001, "2398": 24000 / 1001, "25": 25, "50": 50, "5994": 60000 / 1001}
+FRAMES = {"2997": 30000 / 1001, "2398": 24000 / 1001, "25": 25, "5994": 60000 / 1001}
 SOON = 0.15  # seconds: a flip and an erasure take two pairs each, and a pair a frame of the slowest rate
 
 
@@ -53,7 +55,7 @@ def reason_of(wanted, rows):
         return "subtitles with characters that captions lack"
     lines = wanted.split("\n")
     if any(len(line) > COLUMNS for line in lines):
-        return "subtitles with rows longer than 32"
+        return LONG
     return "subtitles with too many rows" if len(lines) > rows else None
 
 
@@ -78,7 +80,9 @@ class Corpus(Case):
             matches = [i for i in range(at, len(got))
                        if abs(got[i][0] - start) < 3 and words(got[i][2]).split() == wanted.split()]
             if not matches:
-                self.assertIsNotNone(reason, f"{where}: {wanted!r} at {start} is lost")
+                wrapped = sum(len(textwrap.wrap(line, COLUMNS)) for line in wanted.split("\n"))
+                only_wrapped = reason == LONG and wrapped <= CAPTION_ROWS
+                self.assertTrue(reason and not only_wrapped, f"{where}: {wanted!r} at {start} is lost")
                 reasons[reason] += 1
                 continue
             at = matches[0] + 1
