@@ -148,6 +148,7 @@ bool CaptionStream::openSubRip(const std::filesystem::path& path) {
     if (markup.colours > 0)
         note(fmt::format("{} colours that are neither a name nor six hexadecimal digits were left out.",
                          markup.colours));
+    composeAccents(blocks);
     fit(sidecar, blocks, settings_.rasterColumns());
     sidecar->setSubtitleBlocks(std::move(blocks));
     sidecar_ = sidecar;

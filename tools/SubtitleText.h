@@ -17,6 +17,9 @@ std::u16string textWithoutCodes(std::u16string_view text);
 /// nothing; lines that are empty then go.
 void removeTeletextCodes(ZQRSubtitleBlock& block);
 
+/// Joins letters and the accents that follow them as characters of their own, as some systems write text.
+void composeAccents(const ZQRSubtitleBlockList& blocks);
+
 /// Replaces what the character sets of CEA-608 lack.
 /// @return what became of characters whose replacement a viewer notices, for a person; empty when none.
 std::string fitCharacters(const ZQRSubtitleBlockList& blocks, bool allowWestEuropean);

@@ -74,6 +74,12 @@ class Conversion(Case):
                 self.assertAlmostEqual(real_start, start, delta=0.01 if arguments else SOON)
                 self.assertAlmostEqual(real_end, end, delta=0.01 if arguments else SOON)
 
+    def test_accents_written_apart_arrive_on_their_letters(self):
+        self.srt.write_text("1\n00:00:01,000 --> 00:00:04,000\nCafe\u0301, an\u0303o\n", encoding="utf-8")
+        for arguments in ([], ["--output", "op47", "--language", "por"]):
+            text = cues(self.convert(self.srt, "out.srt", *arguments).read_text(encoding="utf-8"))[0][2]
+            self.assertEqual(text, "Caf\u00e9, a\u00f1o")
+
     def test_what_does_not_fit_is_told(self):
         rows = "\n".join(f"Row {n}" for n in range(1, 7))
         self.srt.write_text(f"1\n00:00:01,000 --> 00:00:04,000\n{rows}\n\n2\n00:00:05,000 --> 00:00:06,000\n"
