@@ -1,34 +1,13 @@
 // A caption sidecar stands on the frame's road: a frame without captions costs its packet and the list. A reader
 // of captions stands there too and allocates for what it hands out only.
-#include <atomic>
-#include <cstdlib>
-#include <new>
 
+#include "CountedAllocations.h"
 #include "sidecar/Support.h"
 #include "zenquor/sidecar/ZQRCEA608Decoder.h"
 #include "zenquor/sidecar/ZQRSCCSidecar.h"
 #include "zenquor/sidecar/ZQRTeletextPageReader.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
 #include "zenquor/vanc/ZQRVANCOP47Packet.h"
-
-namespace {
-
-std::atomic<int> allocations{0};
-
-}  // namespace
-
-// Not inlined: the compiler would otherwise see malloc() meet operator delete.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    allocations.fetch_add(1);
-    if (void* block = std::malloc(size != 0 ? size : 1)) return block;
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-    std::free(block);
-}
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
 
 namespace zenquor {
 namespace {
@@ -40,9 +19,7 @@ constexpr int bytesOfPacket = 1;
 int allocationsAt(ZQRSidecar& sidecar, std::int64_t frame) {
     const auto time = ZQCKTimecode::timecodeWithFrames(frame, ZQCKTimebase::timebaseForFramerate(3));
     sidecar.vancPacketsAtTimecode(time.addingFrames(-1));
-    const int before = allocations.load();
-    sidecar.vancPacketsAtTimecode(time);
-    return allocations.load() - before;
+    return test::allocationsOf([&] { sidecar.vancPacketsAtTimecode(time); });
 }
 
 TEST(Allocations, FramesOfSidecarsAllocateNoMoreThanTheyReturn) {
@@ -72,9 +49,9 @@ TEST(Allocations, FramesOfFillersAndRepeatsCostATeletextReaderNothing) {
     ZQRTeletextPageReader reader({}, {});
     std::int64_t frame = 0;
     const auto cost = [&](const ZQRVANCPacketList& packets) {
-        const int before = allocations.load();
-        for (int i = 0; i < 5; ++i) reader.addVancPackets(packets, ZQCKTimecode().addingFrames(frame++));
-        return allocations.load() - before;
+        return test::allocationsOf([&] {
+            for (int i = 0; i < 5; ++i) reader.addVancPackets(packets, ZQCKTimecode().addingFrames(frame++));
+        });
     };
     EXPECT_GT(cost({page}), 0);
     EXPECT_EQ(cost(fillers), 0);
@@ -96,13 +73,13 @@ TEST(Allocations, CaptionsCostTheirReaderNothingUntilABlockEnds) {
                                        ZQRVANCPacketImpl::initWithDID(0x61, 0x02, 12, nulls)};
     int blocks = 0;
     ZQRCEA608Decoder decoder([&](const ZQRScreenBlockPtr&) { ++blocks; });
-    const int before = allocations.load();
+    const int before = test::allocations.load();
     for (const std::uint16_t pair : {0x9425, 0x94AD, 0x9470, 0xC8E9, 0x91B0, 0x91AE, 0x9220, 0xC8E9}) {
         decoder.addPair(1, pair, time);
         decoder.addPair(2, 0x8080, time);
         decoder.addVancPackets(packets, time);
     }
-    EXPECT_EQ(allocations.load(), before);
+    EXPECT_EQ(test::allocations.load(), before);
     EXPECT_GE(decoder.statistics().nullPairs, 32U);
     decoder.addPair(1, 0x942C, time.addingFrames(1));
     EXPECT_EQ(blocks, 1);

@@ -1,45 +1,17 @@
 // Packing and extraction stand on the frame's road: one allocation per result, none besides.
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 #include <gtest/gtest.h>
 
 #include "Bytes.h"
+#include "CountedAllocations.h"
 #include "zenquor/vanc/ZQRVANCClosedCaptionPacket.h"
 #include "zenquor/vanc/ZQRVANCHelper.h"
 #include "zenquor/vanc/ZQRVANCOP47Packet.h"
 #include "zenquor/vanc/ZQRVANCPacketImpl.h"
 
-namespace {
-
-std::atomic<int> allocations{0};
-
-template <typename F>
-int allocationsOf(F&& function) {
-    const int before = allocations.load();
-    function();
-    return allocations.load() - before;
-}
-
-}  // namespace
-
-// Not inlined: the compiler would otherwise see malloc() meet operator delete.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    allocations.fetch_add(1);
-    if (void* block = std::malloc(size != 0 ? size : 1)) return block;
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* block) noexcept {
-    std::free(block);
-}
-[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
-    std::free(block);
-}
-
 TEST(Allocations, PackingAndExtractionAllocateOncePerResult) {
     using namespace zenquor;
+    using test::allocationsOf;
     using Caption = ZQRVANCClosedCaptionPacket;
     const ZQData pairs = bytes("94 2c 80 80");
     const ZQData cdp = *Caption::convert608CaptionsIntoSMPTE334CDP708PacketFormat(pairs, 0, 1);
@@ -67,6 +39,7 @@ TEST(Allocations, PackingAndExtractionAllocateOncePerResult) {
 
 TEST(Allocations, SubtitlePacketsAllocateThemselvesAndTheirData) {
     using namespace zenquor;
+    using test::allocationsOf;
     std::shared_ptr<ZQRVANCOP47Packet> packet;
     EXPECT_EQ(allocationsOf([&] {
                   packet = ZQRVANCOP47Packet::beginOP47PacketWithLine(12);
