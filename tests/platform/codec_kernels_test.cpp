@@ -87,6 +87,33 @@ TEST(PixelKernels, PlanarKernelsEqualThePlainLoopsAndWriteNothingBehindTheRow) {
     }
 }
 
+TEST(PixelKernels, EightBitAndRGBKernelsEqualThePlainLoopsAndWriteNothingBehindTheRow) {
+    for (const std::size_t width : widths) {
+        SCOPED_TRACE(width);
+        const Row uyvy = randomRow(evenWidth(width) * 2, 7), argb = randomRow(width * 4, 8);
+        const auto run = [&](const PixelKernels& k, auto& y, auto& cb, auto& cr, auto& r, auto& g, auto& b) {
+            k.uyvyToPlanar422(uyvy.data(), y.row.data(), cb.row.data(), cr.row.data(), width);
+            k.argbToPlanarRGB10(argb.data(), r.row.data(), g.row.data(), b.row.data(), width);
+        };
+        Output<std::uint8_t> y(width), cb(evenWidth(width) / 2), cr = cb, y2 = y, cb2 = cb, cr2 = cb;
+        Output<std::uint16_t> r(width), g = r, b = r, r2 = r, g2 = r, b2 = r;
+        run(pixelKernels(), y, cb, cr, r, g, b);
+        run(plainPixelKernels(), y2, cb2, cr2, r2, g2, b2);
+        EXPECT_EQ(y.row, y2.row);
+        EXPECT_EQ(cb.row, cb2.row);
+        EXPECT_EQ(cr.row, cr2.row);
+        EXPECT_EQ(r.row, r2.row);
+        EXPECT_EQ(g.row, g2.row);
+        EXPECT_EQ(b.row, b2.row);
+        for (const auto* output : {&y, &cb, &cr}) output->expectGuard();
+        for (const auto* output : {&r, &g, &b}) output->expectGuard();
+        EXPECT_EQ(y2.row[0], uyvy[1]);
+        EXPECT_EQ(cb2.row[0], uyvy[0]);
+        EXPECT_EQ(cr2.row[0], uyvy[2]);
+        EXPECT_NEAR(r2.row[width - 1], argb[width * 4 - 3] * 1023.0 / 255, 1) << "full range to full range";
+    }
+}
+
 TEST(PixelKernels, SubsamplingKernelsEqualThePlainLoopsForEveryWeight) {
     for (const std::size_t width : widths) {
         for (const auto weight : {ChromaWeight::Even, ChromaWeight::ThreeToOne, ChromaWeight::OneToThree}) {

@@ -28,6 +28,9 @@ const PictureConverter::Road PictureConverter::roads[] = {
     {pixelFormat2vuy, AV_PIX_FMT_YUV420P, &PictureConverter::toSubsampled},
     {pixelFormatV210, AV_PIX_FMT_NV12, &PictureConverter::toSubsampled},
     {pixelFormatV210, AV_PIX_FMT_YUV420P, &PictureConverter::toSubsampled},
+    {pixelFormat2vuy, AV_PIX_FMT_YUV422P, &PictureConverter::toPlanes8},
+    {pixelFormatV210, AV_PIX_FMT_YUV422P, &PictureConverter::toPlanes8},
+    {pixelFormat32ARGB, AV_PIX_FMT_GBRP10, &PictureConverter::toPlanesRGB10},
     {pixelFormat2vuy, AV_PIX_FMT_YUV422P10, &PictureConverter::toPlanes10},
     {pixelFormatV210, AV_PIX_FMT_YUV422P10, &PictureConverter::toPlanes10},
 };
@@ -90,6 +93,28 @@ void PictureConverter::toSubsampled(const PixelBuffer& picture, const PlanarPict
             firstY[width] = firstY[width - 1];
             secondY[width] = secondY[width - 1];
         }
+    }
+}
+
+void PictureConverter::toPlanes8(const PixelBuffer& picture, const PlanarPicture& to) {
+    const PixelKernels& kernels = pixelKernels();
+    const bool isV210 = picture.pixelFormat() == pixelFormatV210;
+    if (isV210) lines_.resize(rowBytesForPixelFormat(pixelFormat2vuy, picture.width()));
+    for (std::uint32_t y = 0; y < to.height; ++y) {
+        const std::uint8_t* row = picture.row(y);
+        if (isV210) {
+            kernels.v210To2vuy(row, lines_.data(), picture.width());
+            row = lines_.data();
+        }
+        kernels.uyvyToPlanar422(row, to.row(0, y), to.row(1, y), to.row(2, y), picture.width());
+    }
+}
+
+// libav's planes stand in the order G, B, R.
+void PictureConverter::toPlanesRGB10(const PixelBuffer& picture, const PlanarPicture& to) {
+    for (std::uint32_t y = 0; y < to.height; ++y) {
+        pixelKernels().argbToPlanarRGB10(picture.row(y), to.row16(2, y), to.row16(0, y), to.row16(1, y),
+                                         picture.width());
     }
 }
 

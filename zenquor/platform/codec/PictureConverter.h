@@ -9,8 +9,8 @@
 
 namespace zenquor::platform::detail {
 
-/// Converts pictures into frames from a pool: 2vuy and v210 of the coded size in one pass with the row
-/// kernels, anything else with swscale.
+/// Converts pictures into frames from a pool: the usual pairs of formats in one pass with the row kernels when
+/// the picture has the coded size, anything else with swscale.
 ///
 /// Thread-safety: One thread at a time; frames may be released anywhere.
 class PictureConverter {
@@ -30,6 +30,8 @@ private:
     static const Road roads[];
 
     void toSubsampled(const PixelBuffer& picture, const PlanarPicture& to);
+    void toPlanes8(const PixelBuffer& picture, const PlanarPicture& to);
+    void toPlanesRGB10(const PixelBuffer& picture, const PlanarPicture& to);
     void toPlanes10(const PixelBuffer& picture, const PlanarPicture& to);
     Status throughScaler(const PixelBuffer& picture, const PlanarPicture& to);
     bool hasCodedSize(const PixelBuffer& picture) const;

@@ -206,12 +206,42 @@ void uyvyToPlanar(const std::uint8_t* first, const std::uint8_t* second, ChromaW
     byWeight[static_cast<std::size_t>(weight)](first, second, firstY, secondY, cb, cr, width);
 }
 
+void uyvyToPlanar422(const std::uint8_t* uyvy, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
+                     std::size_t width) {
+    const __m128i lowByte = _mm_set1_epi16(0x00FF);
+    std::size_t done = 0;
+    for (; width - done >= 16; done += 16) {
+        const __m128i a = load(uyvy + done * 2), b = load(uyvy + done * 2 + 16);
+        storeLuma(y + done, a, b);
+        storeChroma(cb + done / 2, cr + done / 2, _mm_and_si128(a, lowByte), _mm_and_si128(b, lowByte));
+    }
+    plain::uyvyToPlanar422(uyvy + done * 2, y + done, cb + done / 2, cr + done / 2, width - done);
+}
+
+// x * 257 >> 6 is x << 2 | x >> 6: the byte stands in both halves of its lane.
+void argbToPlanarRGB10(const std::uint8_t* argb, std::uint16_t* red, std::uint16_t* green,
+                       std::uint16_t* blue, std::size_t width) {
+    const __m128i redGreen = _mm_setr_epi8(1, 1, 5, 5, 9, 9, 13, 13, 2, 2, 6, 6, 10, 10, 14, 14);
+    const __m128i blueOnly =
+        _mm_setr_epi8(3, 3, 7, 7, 11, 11, 15, 15, none, none, none, none, none, none, none, none);
+    std::size_t done = 0;
+    for (; width - done >= 8; done += 8) {
+        const __m128i a = load(argb + done * 4), b = load(argb + done * 4 + 16);
+        const __m128i ra = _mm_shuffle_epi8(a, redGreen), rb = _mm_shuffle_epi8(b, redGreen);
+        const __m128i ba = _mm_shuffle_epi8(a, blueOnly), bb = _mm_shuffle_epi8(b, blueOnly);
+        store(red + done, _mm_srli_epi16(_mm_unpacklo_epi64(ra, rb), 6));
+        store(green + done, _mm_srli_epi16(_mm_unpackhi_epi64(ra, rb), 6));
+        store(blue + done, _mm_srli_epi16(_mm_unpacklo_epi64(ba, bb), 6));
+    }
+    plain::argbToPlanarRGB10(argb + done * 4, red + done, green + done, blue + done, width - done);
+}
+
 }  // namespace
 
 const PixelKernels& pixelKernels() {
     static constexpr PixelKernels kernels = {
-        v210To2vuy,       uyvyToV210,  v210ToPlanar10, uyvyToPlanar10, plain::planar10ToV210,
-        uyvyToSemiPlanar, uyvyToPlanar};
+        v210To2vuy,       uyvyToV210,   v210ToPlanar10,  uyvyToPlanar10,   plain::planar10ToV210,
+        uyvyToSemiPlanar, uyvyToPlanar, uyvyToPlanar422, argbToPlanarRGB10};
     return kernels;
 }
 #else

@@ -33,6 +33,12 @@ struct PixelKernels {
     void (*uyvyToPlanar)(const std::uint8_t* first, const std::uint8_t* second, ChromaWeight weight,
                          std::uint8_t* firstY, std::uint8_t* secondY, std::uint8_t* cb, std::uint8_t* cr,
                          std::size_t width);
+    /// One row to 8-bit 4:2:2 planes.
+    void (*uyvyToPlanar422)(const std::uint8_t* uyvy, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
+                            std::size_t width);
+    /// One row of 32-bit A R G B to 10-bit planes of full range, 255 becoming 1023; alpha is dropped.
+    void (*argbToPlanarRGB10)(const std::uint8_t* argb, std::uint16_t* red, std::uint16_t* green,
+                              std::uint16_t* blue, std::size_t width);
 };
 
 /// The fastest kernels of this build.

@@ -105,12 +105,32 @@ void uyvyToPlanar(const std::uint8_t* first, const std::uint8_t* second, ChromaW
     }
 }
 
+void uyvyToPlanar422(const std::uint8_t* uyvy, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
+                     std::size_t width) {
+    copyLuma(uyvy, y, width);
+    for (std::size_t i = 0; i < (width + 1) / 2; ++i) {
+        cb[i] = uyvy[i * 4];
+        cr[i] = uyvy[i * 4 + 2];
+    }
+}
+
+void argbToPlanarRGB10(const std::uint8_t* argb, std::uint16_t* red, std::uint16_t* green,
+                       std::uint16_t* blue, std::size_t width) {
+    const auto widen = [](std::uint32_t v) { return static_cast<std::uint16_t>(v << 2 | v >> 6); };
+    for (std::size_t i = 0; i < width; ++i, argb += 4) {
+        red[i] = widen(argb[1]);
+        green[i] = widen(argb[2]);
+        blue[i] = widen(argb[3]);
+    }
+}
+
 }  // namespace plain
 
 const PixelKernels& plainPixelKernels() {
     static constexpr PixelKernels kernels = {
-        plain::v210To2vuy,     plain::uyvyToV210,       plain::v210ToPlanar10, plain::uyvyToPlanar10,
-        plain::planar10ToV210, plain::uyvyToSemiPlanar, plain::uyvyToPlanar};
+        plain::v210To2vuy,     plain::uyvyToV210,      plain::v210ToPlanar10,
+        plain::uyvyToPlanar10, plain::planar10ToV210,  plain::uyvyToSemiPlanar,
+        plain::uyvyToPlanar,   plain::uyvyToPlanar422, plain::argbToPlanarRGB10};
     return kernels;
 }
 

@@ -18,5 +18,9 @@ void uyvyToSemiPlanar(const std::uint8_t* first, const std::uint8_t* second, Chr
 void uyvyToPlanar(const std::uint8_t* first, const std::uint8_t* second, ChromaWeight weight,
                   std::uint8_t* firstY, std::uint8_t* secondY, std::uint8_t* cb, std::uint8_t* cr,
                   std::size_t width);
+void uyvyToPlanar422(const std::uint8_t* uyvy, std::uint8_t* y, std::uint8_t* cb, std::uint8_t* cr,
+                     std::size_t width);
+void argbToPlanarRGB10(const std::uint8_t* argb, std::uint16_t* red, std::uint16_t* green,
+                       std::uint16_t* blue, std::size_t width);
 
 }  // namespace zenquor::platform::detail::plain
