@@ -41,7 +41,11 @@ public:
     /// @return null when no mapping is known for the format.
     static std::unique_ptr<EssenceTrack> create(const StreamFormat& format, const Context& context);
 
-    /// Looks at the next sample.
+    /// Tells of the file's picture, whose container a sound of the D-10 mapping shares; called before the first add(), the
+    /// picture outlives this.
+    virtual void setPicture(const EssenceTrack&) {}
+
+    /// Looks at the next sample; one that is refused does not count as an edit unit.
     /// @param flags  of its record; a hint for essence that does not tell its picture type.
     /// @return nothing when the sample cannot be such essence; @p why then tells in a sentence.
     virtual std::optional<UnitFacts> add(std::span<const std::uint8_t> sample, std::uint64_t flags,
@@ -58,9 +62,9 @@ public:
     virtual UL dataDefinition() const = 0;
     virtual UL container() const = 0;
     /// Bytes of every stored element when all are of one size (so far as the format promises), padded by a fill item where
-    /// shorter; 0 when sizes vary.
+    /// shorter; 0 when sizes vary. Settled by the first sample; essence that breaks the promise is stored as it comes.
     virtual std::uint32_t constantBytes() const = 0;
-    /// Whether pictures are stored in another order than they are shown.
+    /// Whether pictures may be stored in another order than they are shown; settled by the first sample.
     virtual bool isReordered() const { return false; }
     /// Name of the track for people: "Picture", "Sound", "Ancillary data".
     virtual std::string_view trackName() const = 0;
