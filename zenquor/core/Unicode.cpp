@@ -107,4 +107,14 @@ std::string utf8FromUTF16(std::u16string_view text) {
     return out;
 }
 
+std::string utf8FromUTF32(std::u32string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (const char32_t value : text) {
+        const bool isCharacter = value < 0xD800 || (value > 0xDFFF && value <= 0x10FFFF);
+        appendUTF8(out, isCharacter ? value : replacement);
+    }
+    return out;
+}
+
 }  // namespace zenquor

@@ -16,4 +16,7 @@ std::u16string utf16FromUTF8(std::string_view text);
 /// A surrogate without its partner becomes U+FFFD.
 std::string utf8FromUTF16(std::u16string_view text);
 
+/// A surrogate or a value above U+10FFFF becomes U+FFFD.
+std::string utf8FromUTF32(std::u32string_view text);
+
 }  // namespace zenquor

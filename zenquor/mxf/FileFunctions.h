@@ -29,6 +29,8 @@ struct FileFunctions {
 
     /// Plain unbuffered files of the system; opens read-only where writing is not allowed.
     static const FileFunctions& system();
+    /// The same, but a file is only read: one that is not there is not created, and write fails.
+    static const FileFunctions& systemReadOnly();
 };
 
 }  // namespace zenquor::mxf

@@ -15,14 +15,17 @@
 
 namespace zenquor::mxf::detail {
 
-/// One set. Setters replace; the type of a value is checked against the data model by assertion, a value read from a file by
-/// its length. Getters give nothing for a property that is absent or too short.
+/// One set. Setters replace; texts and lists are cut to what a property can hold (65,535 bytes). The type of a value is
+/// checked against the data model by assertion, a value read from a file by its length. Getters give nothing for a property
+/// that is absent or too short.
 class MetadataSet {
 public:
     MetadataSet(SetKind kind, const UUID& instance) : kind_(kind), instance_(instance) {}
 
     SetKind kind() const { return kind_; }
     const UUID& instance() const { return instance_; }
+    /// For a reader, which comes upon the identifier among the properties.
+    void setInstance(const UUID& instance) { instance_ = instance; }
     bool has(Property property) const { return values_.contains(property); }
     void remove(Property property) { values_.erase(property); }
 
@@ -42,7 +45,7 @@ public:
     MetadataSet& set(Property property, std::span<const MetadataSet* const> referred);
     MetadataSet& set(Property property, std::span<const UL> labels);
     MetadataSet& setIntegers(Property property, std::span<const std::int32_t> values);
-    /// Raw bytes as they lie in the file.
+    /// Raw bytes as they lie in the file; more than 65,535 cannot be a property and leave it absent.
     MetadataSet& setBytes(Property property, std::span<const std::uint8_t> value);
 
     std::optional<std::int64_t> integer(Property property) const;
@@ -72,6 +75,8 @@ class HeaderMetadata {
 public:
     /// A new set with an instance UID of its own; the reference stays good.
     MetadataSet& add(SetKind kind);
+    /// Takes @p set over; one with the same instance UID is replaced. Null UIDs are no identity.
+    MetadataSet& adopt(MetadataSet set);
     /// In the order of adding or reading.
     const std::deque<MetadataSet>& sets() const { return sets_; }
     std::deque<MetadataSet>& sets() { return sets_; }
@@ -86,7 +91,8 @@ public:
     /// with 2-byte tags and lengths.
     void write(ByteSink& out) const;
     /// Reads primer and sets from @p bytes (the header metadata of a partition, fill anywhere). Tags are resolved through the
-    /// primer only. Sets and properties that are not known are passed over; what is broken is told.
+    /// primer; one that it forgets means what it is registered for. Sets and properties that are not known are passed over; what
+    /// is broken is told.
     static HeaderMetadata read(std::span<const std::uint8_t> bytes, std::vector<std::string>& faults);
 
 private:

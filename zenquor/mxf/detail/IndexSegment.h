@@ -34,6 +34,8 @@ struct IndexEntry {
 
 struct IndexSegment {
     static constexpr UL key = ul(0x060E2B34, 0x02530101, 0x0D010201, 0x01100100);
+    /// Whatever the coding of lengths.
+    static bool isIndexKey(const UL& other);
 
     UUID instance{};
     Rational editRate;
@@ -53,9 +55,10 @@ struct IndexSegment {
 
     /// The whole item, without fill; at most largestEntryCount() entries.
     void write(ByteSink& out) const;
-    /// @param value  behind the item's length. Entries that are cut off are left out.
-    /// @return nothing when it cannot be an index: no edit rate, counts that do not fit the bytes.
-    static std::optional<IndexSegment> read(std::span<const std::uint8_t> value);
+    /// @param value   behind the item's length. Entries that are cut off are left out.
+    /// @param coding  byte 5 of the item's key: how lengths are coded.
+    /// @return nothing when it cannot be an index: no edit rate, items smaller than what they have to hold.
+    static std::optional<IndexSegment> read(std::span<const std::uint8_t> value, std::uint8_t coding = 0x53);
 };
 
 }  // namespace zenquor::mxf::detail
