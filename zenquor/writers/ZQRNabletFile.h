@@ -61,14 +61,16 @@ public:
     /// Does nothing when closed. @return -1 when something could not be written or the file not be closed.
     std::int32_t close();
 
-    /// The errno of the first write that failed for good; 0 while healthy.
+    /// The errno of the latest write that failed for good; 0 while healthy.
     std::int32_t lastError() const { return lastError_.load(std::memory_order_acquire); }
     std::int64_t blockSize() const { return blockSize_; }
 
 private:
     ZQRNabletFile(std::int32_t descriptor, std::int64_t blockSize);
-    void writePending();
+    void queuePending();
     void writeBlock(std::span<const std::uint8_t> block);
+    std::int64_t bytesAfterRefusal(std::int64_t start, std::span<const std::uint8_t> block);
+    void noteFailure(std::int32_t number);
 
     std::int32_t descriptor_;
     const std::int64_t blockSize_;
