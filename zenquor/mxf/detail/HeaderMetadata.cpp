@@ -168,7 +168,14 @@ void Reader::run(std::span<const std::uint8_t> bytes) {
 }  // namespace
 
 MetadataSet& HeaderMetadata::add(SetKind kind) {
-    return adopt(MetadataSet(kind, UUIDSource::next()));
+    if (reused_.empty()) return adopt(MetadataSet(kind, UUIDSource::next()));
+    const UUID instance = reused_.front();
+    reused_.pop_front();
+    return adopt(MetadataSet(kind, instance));
+}
+
+void HeaderMetadata::reuseInstances(std::vector<UUID> instances) {
+    reused_.assign(instances.begin(), instances.end());
 }
 
 MetadataSet& HeaderMetadata::adopt(MetadataSet set) {
@@ -181,6 +188,10 @@ MetadataSet& HeaderMetadata::adopt(MetadataSet set) {
 const MetadataSet* HeaderMetadata::find(const UUID& instance) const {
     const auto place = places_.find(instance);
     return place == places_.end() ? nullptr : &sets_[place->second];
+}
+
+MetadataSet* HeaderMetadata::find(const UUID& instance) {
+    return const_cast<MetadataSet*>(std::as_const(*this).find(instance));
 }
 
 const MetadataSet* HeaderMetadata::first(SetKind kind) const {

@@ -75,12 +75,15 @@ class HeaderMetadata {
 public:
     /// A new set with an instance UID of its own; the reference stays good.
     MetadataSet& add(SetKind kind);
+    /// The UIDs that the next sets added get, before new ones are made: what is described again keeps its identity.
+    void reuseInstances(std::vector<UUID> instances);
     /// Takes @p set over; one with the same instance UID is replaced. Null UIDs are no identity.
     MetadataSet& adopt(MetadataSet set);
     /// In the order of adding or reading.
     const std::deque<MetadataSet>& sets() const { return sets_; }
     std::deque<MetadataSet>& sets() { return sets_; }
     const MetadataSet* find(const UUID& instance) const;
+    MetadataSet* find(const UUID& instance);
     /// The first of its kind or a kind that extends it; null when there is none.
     const MetadataSet* first(SetKind kind) const;
     MetadataSet* first(SetKind kind);
@@ -98,6 +101,7 @@ public:
 private:
     std::deque<MetadataSet> sets_;
     std::map<UUID, std::size_t> places_;
+    std::deque<UUID> reused_;
 };
 
 }  // namespace zenquor::mxf::detail
