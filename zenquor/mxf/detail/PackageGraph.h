@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "zenquor/mxf/Mux.h"
@@ -28,7 +29,8 @@ public:
     PackageGraph(const MuxSettings& settings, Rational editRate, std::vector<TrackEntry> tracks);
 
     const UL& operationalPattern() const { return operationalPattern_; }
-    /// For the Preface and every partition pack: each label once, "multiple wrappings" first where there are several tracks.
+    /// For the Preface and every partition pack: each label once, "multiple wrappings" first where they differ (the tracks of
+    /// D-10 share one).
     const std::vector<UL>& essenceContainers() const { return essenceContainers_; }
 
     /// @param editUnits  -1 while unknown.
@@ -40,10 +42,27 @@ public:
     const HeaderMetadata& metadata() const { return metadata_; }
 
 private:
+    struct Track {
+        TrackEntry entry;
+        std::uint32_t trackID = 0;  // in every package
+        std::string name;
+        std::vector<UUID> description;  // instance UIDs of its descriptor and sub-descriptors
+    };
+
+    void nameTracks();
+    void listContainers();
+    const MetadataSet& addIdentification(const MuxSettings& settings, std::int64_t now);
+    void addPackages(MetadataSet& preface, const MuxSettings& settings, std::int64_t now);
+    void addComment(MetadataSet& package, std::string_view startTimecode);
+    MetadataSet& addDescriptors();
+    /// The track's descriptor as it is now, in place of an earlier one.
+    MetadataSet& describe(Track& track);
+
     HeaderMetadata metadata_;
+    Rational editRate_;
     UL operationalPattern_;
     std::vector<UL> essenceContainers_;
-    std::vector<TrackEntry> tracks_;
+    std::vector<Track> tracks_;
 };
 
 }  // namespace zenquor::mxf::detail
