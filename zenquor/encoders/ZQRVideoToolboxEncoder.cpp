@@ -170,6 +170,7 @@ Status ZQRVideoToolboxEncoder::initializeEncoderWithFrame(const ZQRFrame&,
         static_cast<std::uint32_t>(properties->videoHeight()), codec(), specification, output, session_);
     if (status == platform::noErr) status = setupCodec();
     if (status == platform::noErr) status = finishEncoderSetupWithAttachments(picture->attachments());
+    if (status == platform::noErr) status = setupFrameRate();
     // The encoder opens here, so that one which is busy or refuses the settings is found out while there is a
     // choice.
     if (status == platform::noErr) status = session_->prepareToEncodeFrames(picture, frameDuration_);
@@ -248,6 +249,13 @@ Status ZQRVideoToolboxEncoder::finishEncoderSetupWithAttachments(
     if (status == platform::noErr) status = setupImageBufferYCbCrMatrixWithAttachments(attachments);
     if (status == platform::noErr) status = setupImageBufferTransferFunctionWithAttachments(attachments);
     return status;
+}
+
+// The frame duration counts 23.98 as 24, which is no rate of AVC-Intra's.
+Status ZQRVideoToolboxEncoder::setupFrameRate() {
+    constexpr std::uint32_t film = 2398;
+    if (videoProperties()->framerate() != film) return platform::noErr;
+    return set(CompressionProperty::ExpectedFrameRate, std::string("24000/1001"), "frame rate");
 }
 
 Status ZQRVideoToolboxEncoder::setupFields() {

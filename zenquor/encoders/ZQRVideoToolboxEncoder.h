@@ -79,6 +79,7 @@ private:
     platform::Status setupH264Profile(const std::string& profile);
     platform::Status setupSpeed(const std::string& speed);
     platform::Status finishEncoderSetupWithAttachments(const platform::PixelBuffer::Attachments& attachments);
+    platform::Status setupFrameRate();
     platform::Status setupFields();
     platform::Status setupCleanAperture();
     platform::Status setupPixelAspectRatio();

@@ -1,10 +1,16 @@
 #pragma once
 // One open encoder of libavcodec.
 
+#include <string>
+
 #include "zenquor/platform/codec/EncoderSettings.h"
 #include "zenquor/platform/detail/Libav.h"
 
 namespace zenquor::platform::detail {
+
+/// The quantiser of JPEG pictures as libavcodec counts it, 1 to 31 and in its lambda units: near the quality
+/// 0.75 that Photo JPEG has by default.
+inline constexpr int jpegQuality = 3 * FF_QP2LAMBDA;
 
 /// Opens an encoder with a session's settings and passes pictures in and packets out. Pictures are numbered:
 /// the time of a frame is its running number, one unit a picture, and packets come back with it.
@@ -13,8 +19,9 @@ namespace zenquor::platform::detail {
 class CodecContext {
 public:
     /// @param format  of the pictures to come, in plain memory.
-    /// @return noErr, encoderNotFoundErr, or what libavcodec says.
+    /// @return noErr, encoderNotFoundErr, or what libavcodec says; refusal() then has it in words.
     Status open(const EncoderRow& row, const EncoderSettings& settings, AVPixelFormat format);
+    const std::string& refusal() const { return refusal_; }
     bool isOpen() const { return context_ != nullptr; }
 
     /// Submits a picture, or with null the end. The encoder keeps a reference while it needs the picture.
@@ -31,10 +38,14 @@ public:
 
 private:
     void configure(const EncoderRow& row, const EncoderSettings& settings, AVPixelFormat format);
+    void configureBroadcast(const EncoderSettings& settings);
+    Status openEncoder(const EncoderRow& row, const AVCodec* codec, const EncoderSettings& settings,
+                       AVPixelFormat format);
     Status attachDevice(AVHWDeviceType type, AVPixelFormat format);
 
     Libav<AVCodecContext> context_;
     Libav<AVFrame> uploaded_;
+    std::string refusal_;
 };
 
 }  // namespace zenquor::platform::detail

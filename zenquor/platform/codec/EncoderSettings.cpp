@@ -11,15 +11,15 @@ namespace {
 using Property = CompressionProperty;
 
 /// What an encoder must be for a property to mean something to it.
-enum class Needs { Nothing, Prediction, AVC, Presets };
+enum class Needs { Nothing, Prediction, Record, AVC, Presets };
 struct PropertyNeed {
     Property property;
     Needs needs;
 };
-constexpr PropertyNeed properties[] = {{Property::ProfileLevel, Needs::Prediction},
+constexpr PropertyNeed properties[] = {{Property::ProfileLevel, Needs::Record},
                                        {Property::AverageBitRate, Needs::Prediction},
                                        {Property::MaxKeyFrameInterval, Needs::Prediction},
-                                       {Property::AllowFrameReordering, Needs::Prediction},
+                                       {Property::AllowFrameReordering, Needs::Record},
                                        {Property::H264EntropyMode, Needs::AVC},
                                        {Property::ExpectedFrameRate, Needs::Nothing},
                                        {Property::FieldCount, Needs::Nothing},
@@ -33,7 +33,9 @@ constexpr PropertyNeed properties[] = {{Property::ProfileLevel, Needs::Predictio
 bool isMet(Needs needs, const EncoderRow& row) {
     switch (needs) {
         case Needs::Prediction:
-            return row.bitstream != Bitstream::Frames;
+            return predicts(row.bitstream);
+        case Needs::Record:  // the broadcast kinds fix their profile and order
+            return hasConfigurationRecord(row.bitstream);
         case Needs::AVC:
             return row.bitstream == Bitstream::AVC;
         case Needs::Presets:
@@ -47,6 +49,8 @@ constexpr const char* presetNames[] = {"ultrafast", "superfast", "veryfast", "fa
 constexpr const char* speedNames[] = {"live", "balanced", "quality"};
 constexpr std::int64_t maxBitRate = 2'000'000'000;
 constexpr std::int64_t maxInterval = 100'000;
+constexpr std::uint32_t firstHighDefinitionHeight = 720;
+constexpr std::int64_t largestSpacing = 65535;
 
 /// Stores a value of type T for which @p isValid holds.
 template <typename T, typename Destination, typename Check>
@@ -75,14 +79,21 @@ std::uint32_t roundUpToEven(std::uint32_t value) {
 }  // namespace
 
 EncoderSettings::EncoderSettings(const EncoderRow& row, std::uint32_t width, std::uint32_t height)
-    : row_(row), preset_(row.presets[0]) {
-    const bool subsampled = row.bitstream != Bitstream::Frames;
-    format_.width = subsampled ? roundUpToEven(width) : width;
-    format_.height = subsampled ? roundUpToEven(height) : height;
-    format_.vendor = row.vendor;
-    format_.temporalQuality = row.temporalQuality;
-    format_.spatialQuality = row.spatialQuality;
-    format_.formatName = row.formatName;
+    : row_(row),
+      given_{width, height},
+      raster_(given_),
+      reordering_(row.broadcast == nullptr),
+      preset_(row.presets[0]) {
+    if (row.broadcast) {
+        raster_ = codedRaster(*row.broadcast, given_);
+    } else if (predicts(row.bitstream)) {
+        raster_ = {roundUpToEven(width), roundUpToEven(height)};
+    }
+    wanted_.vendor = row.vendor;
+    wanted_.temporalQuality = row.temporalQuality;
+    wanted_.spatialQuality = row.spatialQuality;
+    wanted_.formatName = row.formatName;
+    describe();
 }
 
 std::vector<Property> EncoderSettings::supportedProperties() const {
@@ -114,21 +125,21 @@ Status EncoderSettings::set(Property property, const CompressionPropertyValue& v
         case Property::ExpectedFrameRate:
             return text() ? setFrameRateText(*text()) : parameterErr;
         case Property::FieldCount:
-            return store<std::int64_t>(value, format_.fieldCount, [](auto v) { return v == 1 || v == 2; });
+            return store<std::int64_t>(value, wanted_.fieldCount, [](auto v) { return v == 1 || v == 2; });
         case Property::FieldDetail:
-            return store<platform::FieldDetail>(value, format_.fieldDetail);
+            return store<platform::FieldDetail>(value, wanted_.fieldDetail);
         case Property::CleanAperture:
-            return store<platform::CleanAperture>(value, format_.cleanAperture);
+            return store<platform::CleanAperture>(value, wanted_.cleanAperture);
         case Property::PixelAspectRatio:
-            return store<platform::PixelAspectRatio>(value, format_.pixelAspectRatio, [](const auto& v) {
+            return store<platform::PixelAspectRatio>(value, wanted_.pixelAspectRatio, [](const auto& v) {
                 return v.horizontalSpacing > 0 && v.verticalSpacing > 0;
             });
         case Property::ColorPrimaries:
-            return store<platform::ColorPrimaries>(value, format_.colorPrimaries);
+            return store<platform::ColorPrimaries>(value, wanted_.colorPrimaries);
         case Property::YCbCrMatrix:
-            return store<platform::YCbCrMatrix>(value, format_.yCbCrMatrix);
+            return store<platform::YCbCrMatrix>(value, wanted_.yCbCrMatrix);
         case Property::TransferFunction:
-            return store<platform::TransferFunction>(value, format_.transferFunction);
+            return store<platform::TransferFunction>(value, wanted_.transferFunction);
         case Property::Speed:
             return text() ? setSpeed(*text()) : parameterErr;
     }
@@ -190,14 +201,15 @@ void EncoderSettings::adoptDefaults(const PixelBuffer& picture, MediaTime durati
         if (!wanted) wanted = found;
     };
     // Geometry is that of the picture's own size and means nothing for a scaled one.
-    if (picture.width() == format_.width && picture.height() == format_.height) {
-        fill(format_.cleanAperture, known.cleanAperture);
-        fill(format_.pixelAspectRatio, known.pixelAspectRatio);
+    if (picture.width() == given_.width && picture.height() == given_.height) {
+        fill(wanted_.cleanAperture, known.cleanAperture);
+        fill(wanted_.pixelAspectRatio, known.pixelAspectRatio);
     }
-    fill(format_.colorPrimaries, known.colorPrimaries);
-    fill(format_.transferFunction, known.transferFunction);
-    fill(format_.yCbCrMatrix, known.yCbCrMatrix);
-    if (!format_.fieldCount) format_.fieldCount = 1;
+    fill(wanted_.colorPrimaries, known.colorPrimaries);
+    fill(wanted_.transferFunction, known.transferFunction);
+    fill(wanted_.yCbCrMatrix, known.yCbCrMatrix);
+    if (!wanted_.fieldCount) wanted_.fieldCount = 1;
+    describe();
     if (frameRate_.num > 0) return;
     const bool isDurationUsable =
         duration.isValid() && duration.value > 0 && duration.value <= maxInterval * 100;
@@ -208,9 +220,69 @@ void EncoderSettings::adoptDefaults(const PixelBuffer& picture, MediaTime durati
     }
 }
 
+// What holds for the session's picture is told of the coded one.
+void EncoderSettings::describe() {
+    format_ = wanted_;
+    format_.width = raster_.width;
+    format_.height = raster_.height;
+    const BroadcastCodec* const codec = row_.broadcast;
+    if (!codec) return;
+    // Movies tell the size without the lines of the blanking interval.
+    if (codec->fullHeight != 0) format_.height = std::min(codec->fullHeight, raster_.height);
+    if (codec->fieldDetail && isInterlaced()) format_.fieldDetail = codec->fieldDetail;
+    describeGeometry();
+}
+
+// Fewer pixels of a line are wider ones. Pictures of high definition have square pixels unless told.
+void EncoderSettings::describeGeometry() {
+    const std::uint32_t full = row_.broadcast->fullHeight;
+    const std::int64_t scaledHeight = full == 0                             ? raster_.height
+                                      : isPlacedAsItIs(given_.height, full) ? given_.height
+                                                                            : full;
+    auto& aspect = format_.pixelAspectRatio;
+    if (!aspect && given_.height >= firstHighDefinitionHeight) aspect = platform::PixelAspectRatio{1, 1};
+    if (aspect) {
+        int horizontal = 1, vertical = 1;
+        av_reduce(&horizontal, &vertical, aspect->horizontalSpacing * given_.width * scaledHeight,
+                  std::int64_t{aspect->verticalSpacing} * raster_.width * given_.height, largestSpacing);
+        aspect = platform::PixelAspectRatio{static_cast<std::uint32_t>(horizontal),
+                                            static_cast<std::uint32_t>(vertical)};
+    }
+    if (!format_.cleanAperture) return;
+    platform::CleanAperture& aperture = *format_.cleanAperture;
+    const double across = static_cast<double>(raster_.width) / given_.width;
+    const double down = static_cast<double>(scaledHeight) / given_.height;
+    aperture.width *= across;
+    aperture.horizontalOffset *= across;
+    aperture.height = std::min(aperture.height * down, static_cast<double>(format_.height));
+    aperture.verticalOffset *= down;
+}
+
+bool EncoderSettings::isTopFieldFirst() const {
+    // A code's order holds for progressive pictures, too: they are stored as two fields.
+    const auto fixed = row_.broadcast ? row_.broadcast->fieldDetail : std::nullopt;
+    return (fixed ? fixed : wanted_.fieldDetail) != FieldDetail::SpatialFirstLineLate;
+}
+
+// A picture whose other field comes first moves down by one row, so that each row stays in its field.
+std::optional<PicturePlace> EncoderSettings::placement() const {
+    const BroadcastCodec* const codec = row_.broadcast;
+    if (!codec || codec->fullHeight == 0) return std::nullopt;
+    const bool isTopFirst = wanted_.fieldDetail != FieldDetail::SpatialFirstLineLate;
+    const bool moves = isInterlaced() && isTopFirst != isTopFieldFirst();
+    return PicturePlace{raster_, codec->fullHeight, codec->firstRow + (moves ? 1 : 0)};
+}
+
+std::int64_t EncoderSettings::bitRate() const {
+    if (bitRate_ > 0 || !row_.broadcast) return bitRate_;
+    if (row_.broadcast->kind == BroadcastKind::AVCLong) return longGroupBitRate(raster_, frameRate_);
+    return row_.broadcast->bitRate;
+}
+
 bool EncoderSettings::codesFields() const {
+    if (row_.broadcast && row_.broadcast->kind == BroadcastKind::JPEG) return false;
     if (!isInterlaced() || row_.bitstream == Bitstream::HEVC) return false;
-    return row_.bitstream != Bitstream::AVC || (format_.height % 4 == 0 && profile_ != "baseline");
+    return !predicts(row_.bitstream) || (raster_.height % 4 == 0 && profile_ != "baseline");
 }
 
 int EncoderSettings::keyFrameInterval() const {

@@ -7,6 +7,7 @@
 
 #include "zenquor/platform/FormatDescription.h"
 #include "zenquor/platform/codec/EncoderTable.h"
+#include "zenquor/platform/codec/PicturePlacer.h"
 
 namespace zenquor::platform::detail {
 
@@ -15,7 +16,8 @@ namespace zenquor::platform::detail {
 /// Thread-safety: One thread at a time.
 class EncoderSettings {
 public:
-    /// @param width, height  of the coded picture; 4:2:0 codecs take the next even size.
+    /// @param width, height  of the picture that the properties speak of. 4:2:0 codecs take the next even
+    ///                       size, broadcast codecs the raster of their code.
     EncoderSettings(const EncoderRow& row, std::uint32_t width, std::uint32_t height);
 
     std::vector<CompressionProperty> supportedProperties() const;
@@ -25,19 +27,25 @@ public:
     void adoptDefaults(const PixelBuffer& picture, MediaTime duration);
     void setFrameRate(AVRational rate) { frameRate_ = rate; }
 
-    std::uint32_t width() const { return format_.width; }
-    std::uint32_t height() const { return format_.height; }
+    /// Of the coded picture.
+    std::uint32_t width() const { return raster_.width; }
+    std::uint32_t height() const { return raster_.height; }
     AVRational frameRate() const { return frameRate_; }
-    bool isInterlaced() const { return format_.fieldCount == 2U; }
-    bool isTopFieldFirst() const { return format_.fieldDetail != FieldDetail::SpatialFirstLineLate; }
+    bool isInterlaced() const { return wanted_.fieldCount == 2U; }
+    bool isTopFieldFirst() const;
     /// Whether the encoder codes fields: H.264 needs rows in fours and more than the Baseline profile for
-    /// that, HEVC as it is made here only frames. Pictures coded as frames are still described as interlaced.
+    /// that, HEVC as it is made here and JPEG only frames. Pictures coded as frames are still described as
+    /// interlaced.
     bool codesFields() const;
+    /// Where a broadcast codec has the picture in its raster; nothing when the picture fills it.
+    std::optional<PicturePlace> placement() const;
     /// Pictures between sync samples.
     int keyFrameInterval() const;
     /// Bits per second; 0 when the encoder chooses.
-    std::int64_t bitRate() const { return bitRate_; }
+    std::int64_t bitRate() const;
     bool allowsReordering() const { return reordering_; }
+    /// What the code fixes; null for codecs that leave everything to the session.
+    const BroadcastCodec* broadcast() const { return row_.broadcast; }
     /// "baseline", "main", "high", or empty when the encoder chooses.
     const std::string& profile() const { return profile_; }
     /// "4.1" and so on, or empty when the encoder chooses.
@@ -54,7 +62,13 @@ private:
     Status setFrameRateText(const std::string& text);
     Status setSpeed(const std::string& text);
 
+    void describe();
+    void describeGeometry();
+
     const EncoderRow& row_;
+    RasterSize given_;    // the size of the session's pictures
+    RasterSize raster_;   // of the coded ones
+    VideoFormat wanted_;  // as set, for a picture of the given size
     VideoFormat format_;
     AVRational frameRate_{0, 1};
     std::int64_t bitRate_ = 0;

@@ -32,7 +32,8 @@ Status LibavCompressionSession::open(const PixelBuffer& picture, MediaTime durat
     frame_.reset(av_frame_alloc());
     if (!frame_) return memFullErr;
     if (const Status status = context_.open(row_, settings_, format); status != noErr) {
-        ZLGGetHandle().error("CompressionSession {}: {} doesn't open, error {}", *this, row_.name, status);
+        ZLGGetHandle().error("CompressionSession {}: {} doesn't open, error {}: {}", *this, row_.name, status,
+                             context_.refusal());
         return status;
     }
     converter_ = std::make_unique<PictureConverter>(settings_, format);
@@ -133,13 +134,18 @@ Status LibavCompressionSession::makeSample(const std::shared_ptr<AVPacket>& pack
     }
     ZQData data;
     SampleAttachments attachments;
-    if (row_.bitstream == Bitstream::Frames) {
-        data = ZQData::adopting(std::shared_ptr<const std::uint8_t>(packet, packet->data), bytes.size());
-    } else {
+    if (predicts(row_.bitstream)) {
         const NalUnits nal(row_.bitstream, bytes);
-        data = nal.lengthPrefixed();
+        if (hasConfigurationRecord(row_.bitstream)) data = nal.lengthPrefixed();
         attachments = nal.attachments(context_.makesBPictures());
     }
+    if (!hasConfigurationRecord(row_.bitstream)) {
+        data =
+            row_.broadcast && row_.broadcast->frameBytes != 0
+                ? frameWithElementHeader(bytes, row_.broadcast->frameBytes)
+                : ZQData::adopting(std::shared_ptr<const std::uint8_t>(packet, packet->data), bytes.size());
+    }
+    if (data.empty()) return sampleBufferInvalidErr;
     const Pending& decoded = pending_[static_cast<std::size_t>(samplesOut_ - firstPending_)];
     std::shared_ptr<BlockBuffer> block;
     Status status = BlockBuffer::createWithLength(data.size(), block);
@@ -153,7 +159,7 @@ Status LibavCompressionSession::makeSample(const std::shared_ptr<AVPacket>& pack
 Status LibavCompressionSession::makeFormat(std::span<const std::uint8_t> firstPacket) {
     VideoFormat format = settings_.format();
     format.depth = hasAlpha_ ? 32 : 24;
-    if (row_.bitstream != Bitstream::Frames) {
+    if (hasConfigurationRecord(row_.bitstream)) {
         format.configuration = decoderConfiguration(row_.bitstream, context_.parameterSets());
         if (format.configuration.empty())
             format.configuration = decoderConfiguration(row_.bitstream, firstPacket);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "zenquor/platform/codec/CodecContext.h"
 #include "zenquor/platform/codec/ColorCodes.h"
 #include "zenquor/platform/detail/PixelKernels.h"
 
@@ -40,12 +41,22 @@ PictureConverter::PictureConverter(const EncoderSettings& settings, AVPixelForma
     : settings_(settings),
       format_(format),
       chromaByField_(settings.isInterlaced() && settings.height() % 4 == 0),
-      pool_(format, settings.width(), settings.height()) {}
+      pool_(format, settings.width(), settings.height()) {
+    if (const auto place = settings.placement()) placer_.emplace(*place, settings.isInterlaced());
+}
 
 Status PictureConverter::convert(const PixelBuffer& picture, AVFrame& frame) {
     if (const Status status = pool_.take(frame); status != noErr) return status;
     tagFrame(frame);
     const PlanarPicture to = FramePool::view(frame);
+    if (!placer_ || !placer_->isNeededFor(picture)) return fill(picture, to);
+    PixelBufferPtr placed;
+    if (const Status status = placer_->place(picture, matrixFor(picture), placed); status != noErr)
+        return status;
+    return fill(*placed, to);
+}
+
+Status PictureConverter::fill(const PixelBuffer& picture, const PlanarPicture& to) {
     if (hasCodedSize(picture)) {
         for (const Road& road : roads) {
             if (road.from != picture.pixelFormat() || road.to != format_) continue;
@@ -127,22 +138,22 @@ void PictureConverter::toPlanes10(const PixelBuffer& picture, const PlanarPictur
 }
 
 Status PictureConverter::throughScaler(const PixelBuffer& picture, const PlanarPicture& to) {
-    PlanarPicture from = viewOfPixelBuffer(picture);
+    PlanarPicture from;
     Libav<AVFrame> unpacked;
-    if (picture.pixelFormat() == pixelFormatV210) {
-        if (const Status status = unpackV210(picture, unpacked); status != noErr) return status;
-        from = FramePool::view(*unpacked);
-    }
-    if (from.format == AV_PIX_FMT_NONE) return pixelTransferNotSupportedErr;
-    return scaler_.scale(from, to, settings_.isInterlaced(),
-                         settings_.format().yCbCrMatrix.value_or(matrixOfPicture(picture)));
+    if (const Status status = viewOfPicture(picture, unpacked, from); status != noErr) return status;
+    return scaler_.scale(from, to, settings_.isInterlaced(), matrixFor(picture));
+}
+
+YCbCrMatrix PictureConverter::matrixFor(const PixelBuffer& picture) const {
+    return settings_.format().yCbCrMatrix.value_or(matrixOfPicture(picture));
 }
 
 void PictureConverter::tagFrame(AVFrame& frame) const {
     const VideoFormat& tags = settings_.format();
     frame.interlaced_frame = settings_.codesFields();
     frame.top_field_first = settings_.isTopFieldFirst();
-    frame.color_range = AVCOL_RANGE_MPEG;
+    frame.color_range = isFullRange(format_) ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+    frame.quality = jpegQuality;  // read only by encoders of a constant one
     if (tags.colorPrimaries) frame.color_primaries = libavColor(*tags.colorPrimaries);
     if (tags.transferFunction) frame.color_trc = libavColor(*tags.transferFunction);
     if (tags.yCbCrMatrix) frame.colorspace = libavColor(*tags.yCbCrMatrix);

@@ -1,10 +1,12 @@
 #pragma once
 // Brings submitted pictures into the form that an encoder takes.
 
+#include <optional>
 #include <vector>
 
 #include "zenquor/platform/PixelBuffer.h"
 #include "zenquor/platform/codec/EncoderSettings.h"
+#include "zenquor/platform/codec/PicturePlacer.h"
 #include "zenquor/platform/detail/PlanarPicture.h"
 
 namespace zenquor::platform::detail {
@@ -33,7 +35,9 @@ private:
     void toPlanes8(const PixelBuffer& picture, const PlanarPicture& to);
     void toPlanesRGB10(const PixelBuffer& picture, const PlanarPicture& to);
     void toPlanes10(const PixelBuffer& picture, const PlanarPicture& to);
+    Status fill(const PixelBuffer& picture, const PlanarPicture& to);
     Status throughScaler(const PixelBuffer& picture, const PlanarPicture& to);
+    YCbCrMatrix matrixFor(const PixelBuffer& picture) const;
     bool hasCodedSize(const PixelBuffer& picture) const;
     void tagFrame(AVFrame& frame) const;
 
@@ -41,6 +45,7 @@ private:
     AVPixelFormat format_;
     bool chromaByField_;
     FramePool pool_;
+    std::optional<PicturePlacer> placer_;
     PictureScaler scaler_;
     std::vector<std::uint8_t> lines_;  // two 2vuy rows of a v210 picture
 };

@@ -15,8 +15,17 @@ std::uint32_t roundUp(std::uint32_t value, std::uint32_t step) {
     return (value + step - 1) / step * step;
 }
 
+// Chroma rows of a frame lie between its luma rows; those of a field a quarter of a row nearer to the other
+// field's (H.264 figure 6-2).
+constexpr int chromaRowOfFrame = 128;
+constexpr int chromaRowOfField[] = {64, 192};
+
 bool isRGB(AVPixelFormat format) {
     return (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+}
+
+bool sharesChromaRows(AVPixelFormat format) {
+    return !isRGB(format) && av_pix_fmt_desc_get(format)->log2_chroma_h == 1;
 }
 
 }  // namespace
@@ -120,11 +129,26 @@ YCbCrMatrix matrixOfPicture(const PixelBuffer& picture) {
         picture.height() < firstHighDefinitionHeight ? YCbCrMatrix::ITU_R_601_4 : YCbCrMatrix::ITU_R_709_2);
 }
 
+Status viewOfPicture(const PixelBuffer& picture, Libav<AVFrame>& planes, PlanarPicture& view) {
+    view = viewOfPixelBuffer(picture);
+    if (picture.pixelFormat() == pixelFormatV210) {
+        if (const Status status = unpackV210(picture, planes); status != noErr) return status;
+        view = FramePool::view(*planes);
+    }
+    return view.format == AV_PIX_FMT_NONE ? pixelTransferNotSupportedErr : noErr;
+}
+
+bool isFullRange(AVPixelFormat format) {
+    return isRGB(format) || format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P;
+}
+
 Status PictureScaler::scale(const PlanarPicture& from, const PlanarPicture& to, bool interlaced,
                             YCbCrMatrix matrix) {
-    if (!interlaced || from.height < 2 || to.height < 2) return scaleField(fields_[0], from, to, matrix);
+    if (!interlaced || from.height < 2 || to.height < 2)
+        return scaleField(fields_[0], from, to, matrix, chromaRowOfFrame);
     for (std::uint32_t field = 0; field < 2; ++field) {
-        const Status status = scaleField(fields_[field], from.fieldView(field), to.fieldView(field), matrix);
+        const Status status = scaleField(fields_[field], from.fieldView(field), to.fieldView(field), matrix,
+                                         chromaRowOfField[field]);
         if (status != noErr) return status;
     }
     return noErr;
@@ -134,21 +158,35 @@ Status PictureScaler::prepare(Field& field, const Shape& shape) {
     constexpr int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT;
     constexpr int unity = 1 << 16;  // contrast and saturation in 16.16
     if (field.context && field.shape == shape) return noErr;
-    field.context.reset(sws_getContext(static_cast<int>(shape.fromWidth), static_cast<int>(shape.fromHeight),
-                                       shape.fromFormat, static_cast<int>(shape.toWidth),
-                                       static_cast<int>(shape.toHeight), shape.toFormat, flags, nullptr,
-                                       nullptr, nullptr));
-    if (!field.context) return pixelTransferNotSupportedErr;
+    field.context.reset(sws_alloc_context());
+    if (!field.context) return memFullErr;
+    const auto set = [&](const char* name, std::int64_t value) {
+        av_opt_set_int(field.context.get(), name, value, 0);
+    };
+    set("srcw", shape.fromWidth);
+    set("srch", shape.fromHeight);
+    set("src_format", shape.fromFormat);
+    set("dstw", shape.toWidth);
+    set("dsth", shape.toHeight);
+    set("dst_format", shape.toFormat);
+    set("sws_flags", flags);
+    if (sharesChromaRows(shape.fromFormat)) set("src_v_chr_pos", shape.chromaRow);
+    if (sharesChromaRows(shape.toFormat)) set("dst_v_chr_pos", shape.chromaRow);
+    if (sws_init_context(field.context.get(), nullptr, nullptr) < 0) {
+        field.context.reset();
+        return pixelTransferNotSupportedErr;
+    }
     field.shape = shape;
     const int* const table = sws_getCoefficients(scalerColorspace(shape.matrix));
-    sws_setColorspaceDetails(field.context.get(), table, isRGB(shape.fromFormat), table,
-                             isRGB(shape.toFormat), 0, unity, unity);
+    sws_setColorspaceDetails(field.context.get(), table, isFullRange(shape.fromFormat), table,
+                             isFullRange(shape.toFormat), 0, unity, unity);
     return noErr;
 }
 
 Status PictureScaler::scaleField(Field& field, const PlanarPicture& from, const PlanarPicture& to,
-                                 YCbCrMatrix matrix) {
-    const Shape shape{from.format, from.width, from.height, to.format, to.width, to.height, matrix};
+                                 YCbCrMatrix matrix, int chromaRow) {
+    const Shape shape{from.format, from.width, from.height, to.format,
+                      to.width,    to.height,  matrix,      chromaRow};
     if (const Status status = prepare(field, shape); status != noErr) return status;
     const int rows = sws_scale(field.context.get(), from.data.data(), from.stride.data(), 0,
                                static_cast<int>(from.height), to.data.data(), to.stride.data());

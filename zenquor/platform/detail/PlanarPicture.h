@@ -68,6 +68,7 @@ private:
         AVPixelFormat toFormat = AV_PIX_FMT_NONE;
         std::uint32_t toWidth = 0, toHeight = 0;
         YCbCrMatrix matrix = YCbCrMatrix::ITU_R_709_2;
+        int chromaRow = 0;  // where the first chroma row of 4:2:0 lies, in 256ths of a luma row
         friend bool operator==(const Shape&, const Shape&) = default;
     };
     struct Field {
@@ -76,7 +77,7 @@ private:
     };
     static Status prepare(Field& field, const Shape& shape);
     static Status scaleField(Field& field, const PlanarPicture& from, const PlanarPicture& to,
-                             YCbCrMatrix matrix);
+                             YCbCrMatrix matrix, int chromaRow);
 
     std::array<Field, 2> fields_;
 };
@@ -90,5 +91,10 @@ PlanarPicture viewOfPixelBuffer(const PixelBuffer& picture);
 Status makePlanes10(std::uint32_t width, std::uint32_t height, Libav<AVFrame>& frame);
 /// The 10-bit planes of a v210 picture.
 Status unpackV210(const PixelBuffer& picture, Libav<AVFrame>& planes);
+/// A view of any picture; that of a v210 picture is of its @p planes, which it needs.
+/// @return pixelTransferNotSupportedErr for a format that libav does not know.
+Status viewOfPicture(const PixelBuffer& picture, Libav<AVFrame>& planes, PlanarPicture& view);
+/// Whether luma runs from 0 instead of 16.
+bool isFullRange(AVPixelFormat format);
 
 }  // namespace zenquor::platform::detail

@@ -8,6 +8,9 @@ namespace {
 
 constexpr FourCC hd = fourCC("AVdn");
 constexpr FourCC hr = fourCC("AVdh");
+// What readers know AVC-Intra and XAVC by whose own codes were never published.
+constexpr FourCC intra = fourCC("AVin");
+constexpr FourCC longGroup = fourCC("xalg");
 
 constexpr CodecEntry table[] = {
     {fourCC("v210"), fourCC("v210"), CodecFamily::Uncompressed, 0},
@@ -49,6 +52,50 @@ constexpr CodecEntry table[] = {
     {fourCC("hrhq"), hr, CodecFamily::DNxHR, 1272},
     {fourCC("hrsq"), hr, CodecFamily::DNxHR, 1273},
     {fourCC("hrlb"), hr, CodecFamily::DNxHR, 1274},
+    {fourCC("ai23"), intra, CodecFamily::Other, 0},
+    {fourCC("ai2p"), intra, CodecFamily::Other, 0},
+    {fourCC("ai2q"), intra, CodecFamily::Other, 0},
+    {fourCC("ai3p"), intra, CodecFamily::Other, 0},
+    {fourCC("ai62"), intra, CodecFamily::Other, 0},
+    {fourCC("ai64"), intra, CodecFamily::Other, 0},
+    {fourCC("ai60"), intra, CodecFamily::Other, 0},
+    {fourCC("ai61"), intra, CodecFamily::Other, 0},
+    {fourCC("ai63"), intra, CodecFamily::Other, 0},
+    {fourCC("ai6p"), intra, CodecFamily::Other, 0},
+    {fourCC("ai6q"), intra, CodecFamily::Other, 0},
+    {fourCC("ai7p"), intra, CodecFamily::Other, 0},
+    {fourCC("xv07"), intra, CodecFamily::Other, 0},
+    {fourCC("xv08"), intra, CodecFamily::Other, 0},
+    {fourCC("xv09"), intra, CodecFamily::Other, 0},
+    {fourCC("xv10"), intra, CodecFamily::Other, 0},
+    {fourCC("xv11"), intra, CodecFamily::Other, 0},
+    {fourCC("xv12"), intra, CodecFamily::Other, 0},
+    {fourCC("xv13"), intra, CodecFamily::Other, 0},
+    {fourCC("xv14"), intra, CodecFamily::Other, 0},
+    {fourCC("xv15"), intra, CodecFamily::Other, 0},
+    {fourCC("xv16"), intra, CodecFamily::Other, 0},
+    {fourCC("xv17"), intra, CodecFamily::Other, 0},
+    {fourCC("xv18"), intra, CodecFamily::Other, 0},
+    {fourCC("xv19"), intra, CodecFamily::Other, 0},
+    {fourCC("xv20"), intra, CodecFamily::Other, 0},
+    {fourCC("xv21"), intra, CodecFamily::Other, 0},
+    {fourCC("xv22"), intra, CodecFamily::Other, 0},
+    {fourCC("xv23"), intra, CodecFamily::Other, 0},
+    {fourCC("xv24"), intra, CodecFamily::Other, 0},
+    {fourCC("xv25"), intra, CodecFamily::Other, 0},
+    {fourCC("xv26"), intra, CodecFamily::Other, 0},
+    {fourCC("xv27"), intra, CodecFamily::Other, 0},
+    {fourCC("xa02"), intra, CodecFamily::Other, 0},
+    {fourCC("xa03"), intra, CodecFamily::Other, 0},
+    {fourCC("xa05"), intra, CodecFamily::Other, 0},
+    {fourCC("xa06"), intra, CodecFamily::Other, 0},
+    {fourCC("xv00"), longGroup, CodecFamily::Other, 0},
+    {fourCC("xv01"), longGroup, CodecFamily::Other, 0},
+    {fourCC("xv02"), longGroup, CodecFamily::Other, 0},
+    {fourCC("xv03"), longGroup, CodecFamily::Other, 0},
+    {fourCC("xv04"), longGroup, CodecFamily::Other, 0},
+    {fourCC("xv05"), longGroup, CodecFamily::Other, 0},
+    {fourCC("xv06"), longGroup, CodecFamily::Other, 0},
 };
 
 }  // namespace
