@@ -1,7 +1,5 @@
 // The first frame: formats, the file with its tracks, and the queues in front of it.
 
-#include <algorithm>
-#include <cctype>
 #include <string_view>
 #include <utility>
 
@@ -17,6 +15,7 @@
 #include "zenquor/writers/ZQRAVFoundationWriter.h"
 #include "zenquor/writers/ZQUBCController.h"
 #include "zenquor/writers/detail/AVFoundationWriterState.h"
+#include "zenquor/writers/detail/RecordingPath.h"
 
 namespace zenquor {
 namespace {
@@ -25,8 +24,6 @@ using FormatHelper = ZQRAVFoundationMediaFormatDescriptionHelper;
 using platform::AssetWriterInput;
 using platform::AssetWriterInputPtr;
 using platform::AssetWriterStatus;
-
-constexpr std::string_view startTimecodeMark = "<StartTimecode>";
 
 struct ContainerKind {
     platform::FileType type;
@@ -37,23 +34,6 @@ struct ContainerKind {
 ContainerKind containerForOption(std::int64_t option) {
     if (option == ZQRAVFoundationWriter::ContainerMPEG4) return {platform::FileType::MPEG4, ".mp4", false};
     return {platform::FileType::QuickTimeMovie, ".mov", true};
-}
-
-bool equalIgnoringCase(std::string_view a, std::string_view b) {
-    return std::ranges::equal(
-        a, b, [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
-}
-
-/// The path with exactly one @p extension, and the start timecode where its name asks for it.
-std::filesystem::path finalPath(const std::filesystem::path& url, std::string_view extension,
-                                const std::string& timecode) {
-    if (!url.has_filename()) return url;
-    std::string name =
-        (equalIgnoringCase(url.extension().string(), extension) ? url.stem() : url.filename()).string();
-    for (auto at = name.find(startTimecodeMark); at != std::string::npos; at = name.find(startTimecodeMark)) {
-        name.replace(at, startTimecodeMark.size(), timecode);
-    }
-    return url.parent_path() / (name + std::string(extension));
 }
 
 /// What a picture says of itself.
@@ -177,7 +157,7 @@ bool ZQRAVFoundationWriter::assetWriterWithURL(const std::filesystem::path& url)
     const auto container = containerForOption(s.writingOptions[ZQRMovieWriterOptionContainer].integerValue());
     s.writeTimecode = container.writesTimecode && s.currentTimecodeFormatDescription;
     const auto timebase = ZQCKTimebase::timebaseForHundredths(s.timeBase.framerate);
-    const auto path = finalPath(
+    const auto path = detail::recordingPath(
         url, container.extension,
         s.startTimecode.value_or(ZQCKTimecode::zeroTimeWithTimebase(timebase)).descriptionWithSeparator("-"));
     ZQErrorPtr error;

@@ -4,8 +4,6 @@
 #include <chrono>
 #include <cstring>
 #include <new>
-#include <optional>
-#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -15,6 +13,7 @@
 #include <unistd.h>
 
 #include "zenquor/core/NamedThread.h"
+#include "zenquor/core/Unicode.h"
 #include "zenquor/core/ZLGHandle.h"
 #include "zenquor/platform/BufferCachePolicy.h"
 #include "zenquor/writers/detail/FileBlock.h"
@@ -61,36 +60,8 @@ std::int32_t openFile(mxf::FileHandle* handle, const char* path, void*) {
     return *handle ? 0 : -1;
 }
 
-void appendUTF8(std::string& text, char32_t c) {
-    const auto put = [&](char32_t byte) { text.push_back(static_cast<char>(byte)); };
-    if (c < 0x80) return put(c);
-    if (c < 0x800) {
-        put(0xC0 | c >> 6);
-    } else {
-        if (c < 0x10000) {
-            put(0xE0 | c >> 12);
-        } else {
-            put(0xF0 | c >> 18);
-            put(0x80 | (c >> 12 & 0x3F));
-        }
-        put(0x80 | (c >> 6 & 0x3F));
-    }
-    put(0x80 | (c & 0x3F));
-}
-
-/// Nothing for a text that is not one of Unicode characters: no file has such a name.
-std::optional<std::string> utf8FromUTF32(std::u32string_view text) {
-    std::string path;
-    for (const char32_t c : text) {
-        if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) return std::nullopt;
-        appendUTF8(path, c);
-    }
-    return path;
-}
-
 std::int32_t openFileWide(mxf::FileHandle* handle, const char32_t* path, void* context) {
-    const auto utf8 = path ? utf8FromUTF32(path) : std::nullopt;
-    return openFile(handle, utf8 ? utf8->c_str() : nullptr, context);
+    return openFile(handle, path ? utf8FromUTF32(path).c_str() : nullptr, context);
 }
 
 std::int32_t seekFile(mxf::FileHandle handle, std::int64_t offset, void*) {

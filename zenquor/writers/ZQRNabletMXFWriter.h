@@ -12,6 +12,7 @@
 #include "zenquor/media/ZQRFrameStore.h"
 #include "zenquor/media/ZQRVideoProperties.h"
 #include "zenquor/mxf/StreamFormat.h"
+#include "zenquor/platform/AudioBufferList.h"
 #include "zenquor/writers/ZQRMovieWriterProtocol.h"
 #include "zenquor/writers/ZQRNabletMXFMemoryStream.h"
 
@@ -88,7 +89,7 @@ public:
     const std::string& separatorString() const override;
     void setSeparatorString(std::string separator) override;
 
-    /// The error of the last frame that could not be written, or of the closing; null without one.
+    /// The error of the last frame that could not be written, otherwise of the closing; null without one.
     ZQErrorPtr writeError() const;
     const ZQRVideoPropertiesPtr& videoProperties() const;
     const ZQRAudioPropertiesPtr& audioProperties() const;
@@ -96,13 +97,13 @@ public:
     const ZQDictionary& writingOptions() const;
     /// The file's path; empty before it was chosen.
     std::string finalFilename() const;
-    const std::string& reelID() const;
+    std::string reelID() const;
     /// Planned frames.
     std::int64_t length() const;
     std::uint64_t framesWritten() const;
     /// Bytes of one write to the disk.
     std::int64_t blockSize() const;
-    /// Profile and codec number that the engine was given; 0 before the first frame.
+    /// Profile and codec number that the engine was given; 0 before the file is set up. On the writing thread.
     std::int32_t wrappingKind() const;
     std::int32_t videoEssenceType() const;
     /// Whether this process has recorded a 1440-wide XDCAM HD code; never cleared, and from then on every recording but
@@ -121,7 +122,8 @@ private:
 
     // The first frame.
     bool setupMuxerWithFrame(const ZQRFramePtr& frame, ZQErrorPtr* error);
-    void setupIdentification();
+    static void noteXDCAMHD();
+    void setupSettings();
     void setupStartTimecode(const ZQRFramePtr& frame);
     bool setupCodec(ZQErrorPtr* error);
     void requestFilename();
@@ -135,6 +137,7 @@ private:
     std::int64_t nextTimeStamp() const;
     bool writeVideo(const Helper& helper, std::int64_t timestamp, ZQErrorPtr* error);
     bool writeAudio(const Helper& helper, std::int64_t timestamp, ZQErrorPtr* error);
+    bool convertAudio(const ZQData& audio, platform::AudioBufferList& converted, ZQErrorPtr* error);
     bool writeCaptions(const ZQRFramePtr& frame, std::int64_t timestamp, ZQErrorPtr* error);
     bool writeData(std::span<const std::uint8_t> bytes, const ZQRNabletMXFMemoryStreamPtr& stream,
                    std::int64_t timestamp, std::uint64_t flags, const char* reason, ZQErrorPtr* error);
