@@ -25,7 +25,17 @@ int openRetrying(const char* path, int flags) {
     return descriptor;
 }
 
+/// A folder can be opened for reading, but it is no file.
+bool isFolder(int descriptor) {
+    struct stat facts;
+    return ::fstat(descriptor, &facts) == 0 && S_ISDIR(facts.st_mode);
+}
+
 std::int32_t adopt(FileHandle* file, int descriptor) {
+    if (descriptor >= 0 && isFolder(descriptor)) {
+        ::close(descriptor);
+        descriptor = -1;
+    }
     *file = reinterpret_cast<FileHandle>(static_cast<std::intptr_t>(descriptor) + 1);
     return *file ? 0 : -1;
 }
@@ -53,6 +63,7 @@ std::int32_t openWideForReading(FileHandle* file, const char32_t* path, void* co
 }
 
 std::int32_t seekTo(FileHandle file, std::int64_t offset, void*) {
+    if (offset < 0) return -1;
     return ::lseek(descriptorOf(file), static_cast<off_t>(offset), SEEK_SET) == offset ? 0 : -1;
 }
 
