@@ -61,7 +61,7 @@ bool GrowingFile::add(ContentPackage::Values values, const UnitFacts& facts) {
     ++unitsInBody_;
     ++unitsSinceKeyFrame_;
     if (options_.headerUpdateUnits <= 0 || unitCount() % options_.headerUpdateUnits != 0) return true;
-    graph_.setDuration(unitCount());
+    graph_.close(unitCount());
     return rewriteHeader(State::OpenComplete, 0);
 }
 
