@@ -17,4 +17,9 @@ std::int64_t DisplayOrder::take(std::int64_t wished) {
     return place;
 }
 
+void DisplayOrder::startGroup() {
+    lowest_ = end_;
+    taken_.reset();
+}
+
 }  // namespace zenquor::mxf::detail

@@ -13,6 +13,8 @@ public:
 
     /// @param wished  the place that the essence tells; the lowest free one is given when it is taken or out of reach.
     std::int64_t take(std::int64_t wished);
+    /// Nothing that is stored from here on is shown before what was stored; places left out stay so.
+    void startGroup();
     std::int64_t lowestFree() const { return lowest_; }
     /// One above the highest place given.
     std::int64_t end() const { return end_; }

@@ -1,5 +1,6 @@
 #include "zenquor/mxf/detail/EssenceTrack.h"
 
+#include "zenquor/mxf/detail/AVCTrack.h"
 #include "zenquor/mxf/detail/AncillaryTrack.h"
 #include "zenquor/mxf/detail/D10PictureTrack.h"
 #include "zenquor/mxf/detail/D10SoundTrack.h"
@@ -52,6 +53,11 @@ struct MakerRow {
 };
 constexpr MakerRow makerRows[] = {
     {streamKindVideo, codec::mpeg2Video, makeMPEG2},
+    {streamKindVideo, codec::avcIntra50, makePicture<AVCTrack>},
+    {streamKindVideo, codec::avcIntra100, makePicture<AVCTrack>},
+    {streamKindVideo, codec::avcIntra200, makePicture<AVCTrack>},
+    {streamKindVideo, codec::avcIntra480, makePicture<AVCTrack>},
+    {streamKindVideo, codec::avcLongGOP, makePicture<AVCTrack>},
     {streamKindVideo, codec::dv25, makePicture<DVTrack>},
     {streamKindVideo, codec::dvcPro25, makePicture<DVTrack>},
     {streamKindVideo, codec::dv50, makePicture<DVTrack>},

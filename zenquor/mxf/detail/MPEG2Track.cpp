@@ -82,20 +82,26 @@ std::optional<UnitFacts> MPEG2Track::add(std::span<const std::uint8_t> sample, s
                                      picture->sequence->height != sequence_.height)) {
         hasOneSequence_ = false;
     }
-    const std::int64_t place = order_.take(wishedPlace(*picture));
-    return factsOf(*picture, stored_++, place);
+    const std::int64_t wished = wishedPlace(*picture);
+    const std::int64_t next = order_.lowestFree();
+    const std::int64_t place = order_.take(wished);
+    const bool isLed = picture->type == PictureType::I && place > next;
+    return factsOf(*picture, stored_++, place, isLed);
 }
 
 std::int64_t MPEG2Track::wishedPlace(const MPEG2Picture& picture) {
     constexpr std::int64_t modulus = 1024;
-    if (picture.startsGroup) groupStart_ = stored_;
-    while (groupStart_ + picture.temporalReference + modulus / 2 < stored_) groupStart_ += modulus;
+    if (picture.startsGroup) {
+        order_.startGroup();
+        groupStart_ = order_.end();
+    }
+    while (groupStart_ + picture.temporalReference + modulus / 2 < order_.end()) groupStart_ += modulus;
     return groupStart_ + picture.temporalReference;
 }
 
-UnitFacts MPEG2Track::factsOf(const MPEG2Picture& picture, std::int64_t unit, std::int64_t place) {
+UnitFacts MPEG2Track::factsOf(const MPEG2Picture& picture, std::int64_t unit, std::int64_t place,
+                              bool isLed) {
     const bool isKey = picture.type == PictureType::I;
-    const bool isLed = isKey && place > unit;  // pictures that are shown before it follow
     const bool canBeEntered = isKey && (!isLed || picture.isClosedGroup);
     const bool startsGroup = isKey && (picture.startsGroup || !firstPicture_.startsGroup);
     statistics_.add({picture.type, startsGroup, canBeEntered, isLed});

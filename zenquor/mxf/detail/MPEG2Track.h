@@ -28,7 +28,8 @@ public:
 
 private:
     std::int64_t wishedPlace(const MPEG2Picture& picture);
-    UnitFacts factsOf(const MPEG2Picture& picture, std::int64_t unit, std::int64_t place);
+    /// @param isLed  pictures that are shown before this I picture follow it.
+    UnitFacts factsOf(const MPEG2Picture& picture, std::int64_t unit, std::int64_t place, bool isLed);
     UL coding() const;
 
     MPEG2Sequence sequence_;  // of the first sample that has one
