@@ -26,9 +26,10 @@ struct FileInfo {
     double editRate = 0;  // of the picture, or of the first track there is
     std::uint32_t editRateNumerator = 0;
     std::uint32_t editRateDenominator = 0;
-    std::int64_t duration = 0;     // edit units that can be read now
-    std::int32_t streamCount = 0;  // video first, then audio, then data, as the source package lists them
-    bool isGrowing = false;        // no footer yet
+    std::int64_t duration = 0;  // edit units that can be read now
+    /// Video first, then audio, then data (ancillary packets in front of others), each as the source package lists them.
+    std::int32_t streamCount = 0;
+    bool isGrowing = false;  // no footer yet
 };
 
 /// How mxfDemuxSeek() takes its position.
@@ -72,7 +73,8 @@ std::int32_t mxfDemuxAddStream(mxf::Demuxer* demuxer, std::int32_t parser, std::
 std::int32_t mxfDemuxSeek(mxf::Demuxer* demuxer, std::int32_t parser, std::int64_t frame, std::int32_t mode);
 /// Delivers the next edit unit's sample of the parser's stream, none where the unit has no such element, and steps on.
 /// The record's time stamp is the edit unit's start in 27 MHz; its flags tell the picture type where the index does.
-/// @return StatusEndOfFile behind the last edit unit.
+/// @return StatusEndOfFile behind the last edit unit; StatusReadFailed, StatusWriteFailed or the sink's own status for a unit
+/// that could not be delivered, which the parser has stepped over all the same.
 std::int32_t mxfDemuxPush(mxf::Demuxer* demuxer, std::int32_t parser);
 /// Looks at what has been appended since; a growing file has more to read afterwards. Parsers keep their positions.
 std::int32_t mxfDemuxRefresh(mxf::Demuxer* demuxer);
