@@ -265,7 +265,7 @@ bool measure(const std::string& folder, const std::string& name, const std::stri
         mux(source, own);
         if (round >= 0) ownSeconds = std::min(ownSeconds, processorSeconds() - start);
         start = processorSeconds();
-        run("ffmpeg -v error -y -i '" + source + "' -map 0 -c copy -f mxf '" + peer + "'");
+        run("ffmpeg -v error -y -i '" + source + "' -map 0 -c copy -r 25 -f mxf '" + peer + "'");
         if (round >= 0) peerSeconds = std::min(peerSeconds, processorSeconds() - start);
     }
     const double ratio = ownSeconds / peerSeconds;
