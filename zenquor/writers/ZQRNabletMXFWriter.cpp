@@ -93,7 +93,7 @@ bool ZQRNabletMXFWriter::writeFrame(const ZQRFramePtr& frame, ZQErrorPtr* error)
     if (!frame) return false;
     if (!s.muxer && !setupMuxerWithFrame(frame, error)) return false;
     const auto helper = std::dynamic_pointer_cast<const ZQRFrameStore>(frame->helperForKey(s.helperKey));
-    const std::int64_t timestamp = nextTimeStamp();
+    const std::int64_t timestamp = detail::mxfTimeStamp(framesWritten(), s.videoProperties->editRate());
     if (!writeVideo(helper, timestamp, error) || !writeAudio(helper, timestamp, error) ||
         !writeCaptions(frame, timestamp, error)) {
         return false;
@@ -101,14 +101,6 @@ bool ZQRNabletMXFWriter::writeFrame(const ZQRFramePtr& frame, ZQErrorPtr* error)
     s.framesWritten.fetch_add(1, std::memory_order_relaxed);
     if (const auto delegate = s.delegate.lock()) delegate->didWriteFrame(shared_from_this(), frame);
     return true;
-}
-
-/// The half tick belongs to the sum of every frame, so the stamps run ahead of the frames by half a tick each.
-std::int64_t ZQRNabletMXFWriter::nextTimeStamp() const {
-    const double editRate = state_->videoProperties->editRate();
-    if (!(editRate > 0)) return 0;  // a recording that the engine has refused
-    return static_cast<std::int64_t>(static_cast<double>(framesWritten()) *
-                                     (timeStampScale / editRate + 0.5));
 }
 
 bool ZQRNabletMXFWriter::writeVideo(const Helper& helper, std::int64_t timestamp, ZQErrorPtr* error) {

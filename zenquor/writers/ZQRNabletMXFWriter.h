@@ -35,8 +35,6 @@ class ZQRNabletMXFWriter final : public ZQRMovieWriterProtocol {
 public:
     /// Bytes that a stream starts with; it grows with its samples.
     static constexpr std::int64_t streamCapacityBytes = 144;
-    /// Units of the time stamps in a second.
-    static constexpr double timeStampScale = 27000000;
 
     /// @param audioProperties  null for a file without sound. nativeChannelCount() tells how the frames' audio lies;
     ///                         the first numberOfChannels() of them are recorded.
@@ -134,7 +132,6 @@ private:
                                                       const char* contents, ZQErrorPtr* error);
 
     // Every frame.
-    std::int64_t nextTimeStamp() const;
     bool writeVideo(const Helper& helper, std::int64_t timestamp, ZQErrorPtr* error);
     bool writeAudio(const Helper& helper, std::int64_t timestamp, ZQErrorPtr* error);
     bool convertAudio(const ZQData& audio, platform::AudioBufferList& converted, ZQErrorPtr* error);

@@ -9,6 +9,7 @@ namespace codec = mxf::codec;
 namespace wrapping = mxf::wrapping;
 
 constexpr double audioSampleRate = 48000;
+constexpr double timeStampScale = 27000000;
 constexpr std::uint32_t xdcamHDWidth = 1440;
 // Lines of a D-10 picture, vertical blanking included.
 constexpr std::uint32_t d10Height625 = 608;
@@ -87,6 +88,12 @@ mxf::StreamFormat mxfCaptionsFormat(const ZQRVideoProperties& video) {
     format.codec = codec::ancillary436M;
     format.editRate = video.editRate();
     return format;
+}
+
+std::int64_t mxfTimeStamp(std::uint64_t framesBefore, double editRate) {
+    if (!(editRate > 0)) return 0;
+    // The half belongs to the ticks of each frame, so it adds up.
+    return static_cast<std::int64_t>(static_cast<double>(framesBefore) * (timeStampScale / editRate + 0.5));
 }
 
 std::uint32_t mxfAudioStreamCount(const ZQRAudioProperties* audio, const MXFCodec& mapped) {

@@ -22,6 +22,10 @@ mxf::StreamFormat mxfAudioFormat(const ZQRVideoProperties& video, const ZQRAudio
                                  const MXFCodec& codec);
 mxf::StreamFormat mxfCaptionsFormat(const ZQRVideoProperties& video);
 
+/// The 27 MHz time stamp of a frame: rounded-up ticks for each frame before it, and half a tick more. Without an edit
+/// rate 0, of a recording that the engine refuses.
+std::int64_t mxfTimeStamp(std::uint64_t framesBefore, double editRate);
+
 /// How many audio streams a recording has; 0 without audio.
 std::uint32_t mxfAudioStreamCount(const ZQRAudioProperties* audio, const MXFCodec& codec);
 /// How the frames' samples lie; all zero without audio.
