@@ -57,11 +57,11 @@ void ClipMap::countSound() {
     while (count_ > 0 && soundOffset(count_ - 1) >= whole) --count_;
 }
 
-/// Where an edit unit of sound begins; whole samples, so that at 30000/1001 the sizes alternate.
+/// Where an edit unit of sound begins, to the nearest sample: at 30000/1001 the sizes are 1602, 1601, 1602, 1601, 1602.
 std::uint64_t ClipMap::soundOffset(std::int64_t unit) const {
     const std::uint64_t samples = sound_.samples(), units = sound_.units();
     const auto n = static_cast<std::uint64_t>(unit);
-    return (n / units * samples + n % units * samples / units) * sound_.blockBytes;
+    return (n / units * samples + (n % units * samples + units / 2) / units) * sound_.blockBytes;
 }
 
 std::uint64_t ClipMap::startOf(std::int64_t unit) const {
