@@ -47,17 +47,6 @@ constexpr ProfileRow profileRows[] = {
 };
 constexpr std::uint8_t profileBaseline = 66, constrainedBaseline = 0x11, constraintFlag1 = 0x40;
 
-// Aspect ratios of cropped or rounded pictures, such as 704 of 720 samples, are meant to be one of the two.
-Rational usualAspect(std::uint64_t x, std::uint64_t y) {
-    for (const Rational& usual : {Rational{16, 9}, Rational{4, 3}}) {
-        const double ratio =
-            static_cast<double>(x) * usual.denominator / (static_cast<double>(y) * usual.numerator);
-        if (ratio > 0.96 && ratio < 1.04) return usual;
-    }
-    if (x > INT32_MAX || y > INT32_MAX) return {};
-    return {static_cast<std::int32_t>(x), static_cast<std::int32_t>(y)};
-}
-
 }  // namespace
 
 bool AVCTrack::isIntraClass() const {
@@ -160,10 +149,26 @@ UL AVCTrack::container() const {
     return byteStream;
 }
 
-PictureDescription AVCTrack::picture() const {
+PictureDescription AVCTrack::pictureOfClass() const {
     PictureDescription picture;
     picture.isInterlaced = format().isInterlaced;
-    if (!sequence_) return picture;
+    picture.depth = 10;
+    if (format().codec == codec::avcIntra50) {
+        picture.verticalSubsampling = 2;
+        picture.siting = PictureDescription::sitedBetweenLines;
+    }
+    for (const ClassRow& row : classRows) {
+        if (row.codec != format().codec) continue;
+        if (format().height == 1080) picture.storedWidth = row.width1080;
+        if (format().height == 720) picture.storedWidth = row.width720;
+    }
+    return picture;
+}
+
+PictureDescription AVCTrack::picture() const {
+    if (!sequence_) return pictureOfClass();
+    PictureDescription picture;
+    picture.isInterlaced = format().isInterlaced;
     const bool hasFields = firstSlice_->isField || sequence_->isMacroblockAdaptive;
     if (sequence_->hasFramesOnly || hasFields) picture.isInterlaced = !sequence_->hasFramesOnly;
     picture.isBottomFieldFirst = isBottomFieldFirst_;
@@ -171,12 +176,8 @@ PictureDescription AVCTrack::picture() const {
     picture.storedHeight = isIntraClass() ? sequence_->height : sequence_->codedHeight;
     picture.displayWidth = sequence_->width;
     picture.displayHeight = sequence_->height;
-    if (sequence_->sampleAspectX != 0 && sequence_->sampleAspectY != 0) {
-        const Rational aspect = usualAspect(std::uint64_t{sequence_->width} * sequence_->sampleAspectX,
-                                            std::uint64_t{sequence_->height} * sequence_->sampleAspectY);
-        picture.aspectX = static_cast<std::uint32_t>(aspect.numerator);
-        picture.aspectY = static_cast<std::uint32_t>(aspect.denominator);
-    }
+    picture.setAspect(sequence_->width, sequence_->height, sequence_->sampleAspectX,
+                      sequence_->sampleAspectY);
     picture.depth = sequence_->depth;
     picture.horizontalSubsampling = sequence_->chromaFormat == 3 ? 1 : 2;
     picture.verticalSubsampling = sequence_->chromaFormat == 1 ? 2 : 1;

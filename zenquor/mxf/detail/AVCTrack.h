@@ -28,6 +28,8 @@ private:
     std::int64_t wishedPlace(const AVCAccessUnit& unit);
     UnitFacts factsOf(const AVCAccessUnit& unit, std::int64_t place, bool isLed);
     std::uint8_t decodingDelay() const;
+    /// Of pictures that came without parameter sets.
+    PictureDescription pictureOfClass() const;
     PictureDescription picture() const;
     UL coding(const PictureDescription& picture) const;
     void describeCoding(MetadataSet& sub, bool isInterlaced) const;

@@ -1,5 +1,7 @@
 #include "zenquor/mxf/detail/MPEG2Track.h"
 
+#include <iterator>
+
 #include "zenquor/mxf/detail/IndexSegment.h"
 
 namespace zenquor::mxf::detail {
@@ -34,18 +36,15 @@ constexpr std::uint32_t roundedUp(std::uint32_t value, std::uint32_t step) {
     return (value + step - 1) / step * step;
 }
 
-Rational aspectOf(const MPEG2Sequence& sequence) {
-    switch (sequence.aspectCode) {
-        case 1:
-            return {static_cast<std::int32_t>(sequence.width), static_cast<std::int32_t>(sequence.height)};
-        case 2:
-            return {4, 3};
-        case 3:
-            return {16, 9};
-        case 4:
-            return {221, 100};
-        default:
-            return {0, 0};
+void tellAspect(PictureDescription& picture, const MPEG2Sequence& sequence) {
+    constexpr Rational aspects[] = {{0, 1}, {0, 1}, {4, 3}, {16, 9}, {221, 100}};
+    constexpr std::uint8_t squareSamples = 1;
+    if (sequence.aspectCode == squareSamples) {
+        picture.setAspect(sequence.width, sequence.height);
+    } else if (sequence.aspectCode < std::size(aspects)) {
+        const Rational aspect = aspects[sequence.aspectCode];
+        picture.setAspect(static_cast<std::uint32_t>(aspect.numerator),
+                          static_cast<std::uint32_t>(aspect.denominator));
     }
 }
 
@@ -60,9 +59,7 @@ PictureDescription describeMPEG2(const MPEG2Sequence& sequence, const MPEG2Pictu
     description.storedHeight = roundedUp(sequence.height, sequence.isProgressive ? 16 : 32);
     description.displayWidth = sequence.width;
     description.displayHeight = sequence.height;
-    const Rational aspect = aspectOf(sequence);
-    description.aspectX = static_cast<std::uint32_t>(aspect.numerator);
-    description.aspectY = static_cast<std::uint32_t>(aspect.denominator);
+    tellAspect(description, sequence);
     description.horizontalSubsampling = sequence.chromaFormat == 3 ? 1 : 2;
     description.verticalSubsampling = sequence.chromaFormat == 1 ? 2 : 1;
     if (sequence.chromaFormat == 1) description.siting = PictureDescription::sitedBetweenLines;

@@ -1,6 +1,8 @@
 #include "zenquor/mxf/detail/PictureDescription.h"
 
+#include <algorithm>
 #include <array>
+#include <numeric>
 
 #include "zenquor/mxf/detail/Labels.h"
 
@@ -42,6 +44,23 @@ void setLabel(MetadataSet& set, Property property, const std::optional<UL>& labe
 }
 
 }  // namespace
+
+void PictureDescription::setAspect(std::uint32_t width, std::uint32_t height, std::uint32_t sampleX,
+                                   std::uint32_t sampleY) {
+    constexpr std::uint32_t largest = 32767;
+    if (std::max({width, height, sampleX, sampleY}) > largest) return;
+    const std::uint32_t x = width * sampleX, y = height * sampleY;
+    if (x == 0 || y == 0) return;
+    const std::uint32_t divisor = std::gcd(x, y);
+    aspectX = x / divisor;
+    aspectY = y / divisor;
+    for (const Rational& usual : {Rational{16, 9}, Rational{4, 3}}) {
+        const double ratio = double{1} * x * usual.denominator / (double{1} * y * usual.numerator);
+        if (ratio < 0.96 || ratio > 1.04) continue;
+        aspectX = static_cast<std::uint32_t>(usual.numerator);
+        aspectY = static_cast<std::uint32_t>(usual.denominator);
+    }
+}
 
 void PictureDescription::fallBackTo(const StreamFormat& format) {
     if (storedWidth == 0) storedWidth = format.width;

@@ -55,6 +55,10 @@ struct PictureDescription {
     ColorCodes color;
     std::optional<LineMap> lineMap;  // where it differs from the raster's own
 
+    /// Tells the aspect of pictures of @p width by @p height, in the shape of their samples, in smallest numbers; what is within
+    /// 4 % of 16:9 or 4:3 is meant to be that. Nothing is told where a number is 0 or above 32,767.
+    void setAspect(std::uint32_t width, std::uint32_t height, std::uint32_t sampleX = 1,
+                   std::uint32_t sampleY = 1);
     /// Width and height of the format where the coded picture told none.
     void fallBackTo(const StreamFormat& format);
     LineMap lines() const;

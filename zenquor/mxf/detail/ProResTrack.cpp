@@ -121,10 +121,9 @@ MetadataSet& ProResTrack::describe(HeaderMetadata& metadata) const {
     picture.storedHeight = frame_.height;
     picture.isInterlaced = units() == 0 ? format().isInterlaced : frame_.isInterlaced;
     picture.isBottomFieldFirst = frame_.isBottomFieldFirst;
-    constexpr Rational aspects[] = {{0, 0}, {0, 0}, {4, 3}, {16, 9}};
-    const Rational aspect = frame_.aspectCode < std::size(aspects) ? aspects[frame_.aspectCode] : Rational{};
-    picture.aspectX = static_cast<std::uint32_t>(frame_.aspectCode == 1 ? frame_.width : aspect.numerator);
-    picture.aspectY = static_cast<std::uint32_t>(frame_.aspectCode == 1 ? frame_.height : aspect.denominator);
+    if (frame_.aspectCode == 1) picture.setAspect(frame_.width, frame_.height);
+    if (frame_.aspectCode == 2) picture.setAspect(4, 3);
+    if (frame_.aspectCode == 3) picture.setAspect(16, 9);
     picture.depth = 10;
     picture.horizontalSubsampling = frame_.is444 ? 1 : 2;
     picture.alphaDepth = frame_.alphaDepth;

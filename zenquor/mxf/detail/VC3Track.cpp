@@ -10,9 +10,9 @@ constexpr UL codingTemplate = ul(0x060E2B34, 0x0401010A, 0x04010202, 0x71000000)
 constexpr std::uint32_t firstID = 1235, lastID = 1274, idOfCodingByte0 = 1234;
 
 // Places in the header of a coding unit.
-constexpr std::size_t placeVersion = 4, placeFieldFlags = 5, placeLines = 24, placeSamplesPerLine = 26,
-                      placeDepth = 33, placeCompressionID = 40, placeColor = 44, headerBytes = 640;
-constexpr std::uint8_t flagInterlaced = 2, flagSecondField = 1;
+constexpr std::size_t placeFieldFlags = 5, placeLines = 24, placeSamplesPerLine = 26, placeDepth = 33,
+                      placeCompressionID = 40, placeColor = 44, headerBytes = 640;
+constexpr std::uint8_t flagInterlaced = 2;
 
 constexpr std::uint32_t read16(std::span<const std::uint8_t> bytes, std::size_t at) {
     return static_cast<std::uint32_t>(bytes[at] << 8 | bytes[at + 1]);

@@ -11,7 +11,6 @@ struct VC3Header {
     std::uint32_t width = 0;
     std::uint32_t height = 0;  // lines of a frame
     bool isInterlaced = false;
-    bool isBottomFieldFirst = false;
     std::uint32_t depth = 8;
     bool is444 = false;
     std::uint32_t colorVolume = 3;  // 0: 709, 1: 2020 non-constant, 2: 2020 constant luminance, 3: not told
