@@ -13,8 +13,6 @@ namespace zenquor::mxf::detail {
 namespace {
 
 constexpr UL primerKey = ul(0x060E2B34, 0x02050101, 0x0D010201, 0x01050100);
-/// What sets' keys begin with; the coding of lengths in byte 5 may differ.
-constexpr UL setPrefix = ul(0x060E2B34, 0x02530101, 0x0D010000, 0x00000000);
 constexpr std::size_t largestFaultCount = 50;
 
 using TagsOfProperties = std::map<Property, std::uint16_t>;

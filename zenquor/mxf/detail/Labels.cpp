@@ -165,6 +165,7 @@ constexpr CodingRow compressedTable[] = {
     {0x03060400, 0xFFFFFF00, "ProRes 422 HQ"},
     {0x03060500, 0xFFFFFF00, "ProRes 4444"},
     {0x03060600, 0xFFFFFF00, "ProRes 4444 XQ"},
+    {0x03020000, 0xFFFF0000, "VC-3"},  // from before its compression identifiers had labels
     {0x03010801, 0xFFFFFFFF, "High-throughput JPEG 2000"},
     {0x03010000, 0xFFFF0000, "JPEG 2000"},
     {0x03080100, 0xFFFFFF00, "JPEG XS"},
@@ -186,7 +187,7 @@ constexpr CodingRow uncompressedTable[] = {
 
 /// Labels that one maker used before the standard's were there; read, never written.
 constexpr CodingRow avidTable[] = {
-    {0x02040100, 0xFFFF0000, "VC-3"},
+    {0x02040100, 0xFFFFFF00, "VC-3"},
     {0x02110000, 0xFFFF0000, "ProRes"},
 };
 
