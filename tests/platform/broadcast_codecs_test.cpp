@@ -192,6 +192,34 @@ TEST(BroadcastCodecs, KeepTenBitsWhereTheyHaveThem) {
     }
 }
 
+TEST(BroadcastCodecs, TellWidePicturesOfStandardDefinitionFromOthersInTheStream) {
+    struct Aspect {
+        const char* codec;
+        std::uint32_t height;
+        const char* rate;
+        AVCodecID id;
+        PixelAspectRatio narrow, wide;
+    };
+    for (const Aspect& c : {Aspect{"mx5p", 576, r25, mpeg2, {59, 54}, {118, 81}},
+                            Aspect{"mx5n", 486, r2997, mpeg2, {10, 11}, {40, 33}},
+                            Aspect{"dvcp", 576, r25, dv, {59, 54}, {118, 81}},
+                            Aspect{"dv5n", 486, r2997, dv, {10, 11}, {40, 33}}}) {
+        for (const bool isWide : {false, true}) {
+            SCOPED_TRACE(::testing::Message() << c.codec << (isWide ? " 16:9" : " 4:3"));
+            Session s(fourCCFromString(c.codec), 720, c.height);
+            describePictures(s, c.rate, top);
+            ASSERT_EQ(s.session->setProperty(Property::PixelAspectRatio, isWide ? c.wide : c.narrow), noErr);
+            ASSERT_EQ(s.session->setProperty(Property::CleanAperture, CleanAperture{704, 486, 0, 0}), noErr);
+            s.encode(1, pixelFormat2vuy, 720, c.height);
+            const Decoded decoded = decode(c.id, s.coded);
+            const double aspect = av_q2d(decoded.first.sample_aspect_ratio) * 720 / decoded.first.height;
+            EXPECT_NEAR(aspect, isWide ? 16.0 / 9 : 4.0 / 3, 0.05);
+            EXPECT_EQ(s.format().pixelAspectRatio, isWide ? c.wide : c.narrow);
+            EXPECT_LE(s.format().cleanAperture->height, s.format().height);
+        }
+    }
+}
+
 TEST(BroadcastCodecs, LongGroupsAreByteStreamsWithoutReordering) {
     Session s(fourCC("xv00"), 1280, 720);
     describePictures(s, r25, p);

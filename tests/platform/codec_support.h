@@ -107,6 +107,7 @@ inline Decoded decode(AVCodecID id, const Coded& coded) {
                 result.first.format = frame->format;
                 result.first.width = frame->width;
                 result.first.height = frame->height;
+                result.first.sample_aspect_ratio = frame->sample_aspect_ratio;
                 result.first.color_primaries = frame->color_primaries;
                 result.rowLuma = lumaOfRows(*frame);
             }

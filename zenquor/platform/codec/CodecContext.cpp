@@ -39,6 +39,7 @@ int coreCount() {
 
 // AVC-Intra from class 300 on exists in one maker's flavour only.
 void setX264Options(const EncoderSettings& settings, Options& options) {
+    constexpr int firstClassAboveLevel41 = 200;
     constexpr int firstSonyClass = 300;
     const BroadcastCodec* const broadcast = settings.broadcast();
     std::string parameters;
@@ -46,6 +47,8 @@ void setX264Options(const EncoderSettings& settings, Options& options) {
     if (broadcast && broadcast->kind == BroadcastKind::AVCIntra) {
         const int intraClass = intraClassForHeight(*broadcast, settings.height());
         options.set("avcintra-class", std::to_string(intraClass));
+        // x264 finds no level above 4.1 for fields, which class 200 keeps within all the same.
+        if (intraClass >= firstClassAboveLevel41 && settings.codesFields()) options.set("level", "4.1");
         if (intraClass >= firstSonyClass)
             parameters += std::string(parameters.empty() ? "" : ":") + "avcintra-flavor=sony";
     }
