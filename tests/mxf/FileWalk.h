@@ -209,7 +209,7 @@ private:
 
     void judge() {
         for (const Partition& p : partitions) {
-            const bool isLast = &p == &partitions.back() && isCut;
+            const bool isLast = &p == &partitions.back() && randomIndex.empty();
             if (!isLast && p.headerBytes != p.realHeaderBytes) fault("header bytes of {}", p.offset);
             if (!isLast && p.indexBytes != p.realIndexBytes) fault("index bytes of {}", p.offset);
             if ((p.indexSID != 0) != (p.indexBytes != 0)) fault("index SID of {}", p.offset);
@@ -238,7 +238,7 @@ private:
 
     void judgeDeltas(std::int64_t unit, std::span<const Element> package,
                      const std::vector<std::uint32_t>& slices) {
-        if (isCut && package.back().offset == elements.back().offset) return;
+        if (randomIndex.empty() && package.back().offset == elements.back().offset) return;
         if (deltas.size() != package.size())
             return fault("{} deltas, {} elements", deltas.size(), package.size());
         for (std::size_t i = 0; i < deltas.size(); ++i) {

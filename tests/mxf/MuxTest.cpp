@@ -1,88 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "FileWalk.h"
-#include "Support.h"
-#include "zenquor/mxf/detail/Muxer.h"
+#include "../media/LogCapture.h"
+#include "MuxRig.h"
 
 namespace zenquor::mxf::test {
 namespace {
-
-using detail::UnitFacts;
-
-/// One muxer over a file in memory with a picture, sounds and data of the test's own.
-struct Rig {
-    MemoryFile file;
-    std::vector<std::unique_ptr<TestStream>> streams;
-    std::unique_ptr<Muxer> muxer = std::make_unique<Muxer>(nullptr);
-    Rational editRate{25, 1};
-
-    Status open(MuxSettings settings = {}) {
-        settings.usesFileFunctions = 1;
-        settings.file = file.functions();
-        return muxer->open("memory", settings);
-    }
-    TestStream& add(ScriptedTrack::Properties properties) {
-        streams.push_back(std::make_unique<TestStream>());
-        EXPECT_EQ(muxer->addTrack(streams.back().get(),
-                                  std::make_unique<ScriptedTrack>(std::move(properties)), editRate),
-                  StatusOK);
-        return *streams.back();
-    }
-    FileWalk walk() const { return FileWalk(file.bytes); }
-};
-
-ScriptedTrack::Properties picture() {
-    return {};
-}
-ScriptedTrack::Properties sound(std::uint32_t bytes) {
-    ScriptedTrack::Properties p;
-    p.item = 0x16;
-    p.element = 0x01;
-    p.constantBytes = bytes;
-    p.empty = Bytes(bytes);
-    return p;
-}
-ScriptedTrack::Properties data() {
-    ScriptedTrack::Properties p;
-    p.item = 0x17;
-    p.element = 0x02;
-    p.empty = Bytes{0, 0};
-    return p;
-}
-/// I B B P B B, closed, as an encoder stores it: I0 P3 B1 B2 P5 B4.
-ScriptedTrack::Properties reordered() {
-    ScriptedTrack::Properties p;
-    p.isReordered = true;
-    p.script = {{0, 0xC0, 0}, {3, 0x22, -1}, {1, 0x33, -2}, {2, 0x33, -3}, {5, 0x22, -4}, {4, 0x33, -5}};
-    return p;
-}
-
-Bytes sample(std::size_t size, std::uint8_t value) {
-    return Bytes(size, value);
-}
-
-/// The time stamp that a recording gives frame @p n: half a tick too late in every frame, cut.
-std::int64_t stamp(std::int64_t n) {
-    return static_cast<std::int64_t>(static_cast<double>(n) * 1080000.5);
-}
-
-void expectWhole(const FileWalk& walk) {
-    EXPECT_EQ(walk.faults, std::vector<std::string>());
-    EXPECT_FALSE(walk.isCut);
-    ASSERT_FALSE(walk.partitions.empty());
-    EXPECT_EQ(walk.partitions.back().kind, 4);
-    std::vector<std::pair<std::uint32_t, std::uint64_t>> places;
-    for (const auto& p : walk.partitions) places.emplace_back(p.bodySID, p.offset);
-    EXPECT_EQ(walk.randomIndex, places);
-}
-
-void expectClosed(const FileWalk& walk) {
-    expectWhole(walk);
-    for (const auto& p : walk.partitions) {
-        EXPECT_EQ(p.state, 4) << p.offset;
-        EXPECT_EQ(p.footer, walk.partitions.back().offset) << p.offset;
-    }
-}
 
 TEST(Mux, WritesPicturesSoundsAndDataInThatOrderWhateverTheOrderOfTheStreams) {
     Rig rig;
@@ -114,6 +36,198 @@ TEST(Mux, WritesPicturesSoundsAndDataInThatOrderWhateverTheOrderOfTheStreams) {
     EXPECT_EQ(walk.index.size(), 3u);
     EXPECT_EQ(walk.deltas.size(), 5u);
     EXPECT_EQ(walk.deltas[4], (FileWalk::Delta{0, 1, 2 * 2048}));
+}
+
+TEST(Mux, KeepsUnitsOfOneSizeWhateverTheCadenceOfTheSoundAndIndexesThemInTheHeader) {
+    Rig rig;
+    rig.editRate = {30000, 1001};
+    ASSERT_EQ(rig.open(), StatusOK);
+    ScriptedTrack::Properties constant = picture();
+    constant.constantBytes = 120000;
+    TestStream& images = rig.add(constant);
+    TestStream& left = rig.add(sound(1602 * 3));
+    const std::size_t cadence[] = {1602, 1601, 1602, 1601, 1602};
+    for (int n = 0; n < 10; ++n) {
+        images.send(sample(n == 7 ? 119990 : 120000, 1), n);
+        left.send(sample(cadence[n % 5] * 3, 2), n);
+    }
+    EXPECT_EQ(FileWalk(rig.file.bytes).constantDuration, 0);
+    ASSERT_EQ(rig.muxer->close(), StatusOK);
+    const FileWalk walk = rig.walk();
+    expectClosed(walk);
+    EXPECT_EQ(walk.constantBytes, 512u + 120320u + 5120u);
+    EXPECT_EQ(walk.constantDuration, 10);
+    EXPECT_NE(walk.partitions[0].indexSID, 0u);
+    EXPECT_TRUE(walk.index.empty());
+    EXPECT_EQ(walk.packages().size(), 10u);
+}
+
+TEST(Mux, HasTheSizesThatD10FilesAreKnownFor) {
+    ScriptedTrack::Properties image, sounds;
+    image.item = 0x05, image.element = 0x01, image.constantBytes = 250000;
+    sounds.item = 0x06, sounds.element = 0x10, sounds.constantBytes = 4 + 1920 * 32;
+    ScriptedTrack a(image), b(sounds);
+    detail::EssenceTrack* tracks[] = {&a, &b};
+    const detail::SystemItem systemItem({25, 1}, {}, {true, true, false}, {});
+    const detail::ContentPackage package(tracks, {25, 1}, systemItem);
+    EXPECT_EQ(package.indexLayout().editUnitBytes, 312832u);
+    const std::vector<detail::DeltaEntry> deltas{{0, 0, 0}, {0, 0, 512}, {0, 0, 250880}};
+    EXPECT_EQ(package.indexLayout().deltas, deltas);
+    const auto keys = detail::elementKeys(tracks);
+    EXPECT_EQ(keys[0].text(), "060e2b34.01020101.0d010301.05010100");
+    EXPECT_EQ(keys[1].text(), "060e2b34.01020101.0d010301.06011000");
+}
+
+TEST(Mux, WritesValuesAboveSixteenMebibytesWithLongLengthsAndWithoutCopies) {
+    Rig rig;
+    ASSERT_EQ(rig.open(), StatusOK);
+    TestStream& images = rig.add(picture());
+    const std::size_t sizes[] = {0xFFFFFF, 0x1000000, 100};
+    for (int n = 0; n < 3; ++n) images.send(sample(sizes[n], 7), n);
+    ASSERT_EQ(rig.muxer->close(), StatusOK);
+    const FileWalk walk = rig.walk();
+    expectClosed(walk);
+    const auto packages = walk.packages();
+    ASSERT_EQ(packages.size(), 3u);
+    for (int n = 0; n < 3; ++n) EXPECT_EQ(packages[n][1].value.size(), sizes[n]);
+    // Header, body pack, three writes of a large unit, one of a small one, index, footer and its index, random index pack,
+    // header again, two packs.
+    EXPECT_EQ(rig.file.writes, 1 + 1 + 3 + 3 + 1 + 1 + 2 + 1 + 1 + 2);
+}
+
+struct Gap {
+    const char* name;
+    bool isReordered;
+    int missingStream;  // 0 picture, 1 sound, 2 data
+    int missingUnit;
+    std::vector<int> pictures;  // the first bytes of the pictures that are stored, unit by unit
+    bool isTold;
+};
+
+TEST(Mux, ClosesGapsSoThatPictureSoundAndTimecodeStayTogether) {
+    const Gap gaps[] = {
+        {"data", false, 2, 2, {0, 1, 2, 3}, false},
+        {"sound", false, 1, 2, {0, 1, 2, 3}, true},
+        {"an intra picture", false, 0, 2, {0, 1, 1, 3}, true},
+        {"the first picture", false, 0, 0, {1, 2, 3}, true},
+        {"the last picture", false, 0, 3, {0, 1, 2, 2}, true},
+        {"a picture of a group", true, 0, 2, {0, 1, 3}, true},
+    };
+    for (const Gap& gap : gaps) {
+        SCOPED_TRACE(gap.name);
+        LogCapture log(ZLGLevel::Default);
+        Rig rig;
+        rig.muxer = std::make_unique<Muxer>(ZQRMXFLogger::loggerWithMode(ZQRMXFLogger::Mode::Forwarding));
+        ASSERT_EQ(rig.open(), StatusOK);
+        TestStream* streams[] = {&rig.add(gap.isReordered ? reordered() : picture()), &rig.add(sound(1920)),
+                                 &rig.add(data())};
+        for (int n = 0; n < 4; ++n) {
+            for (int i = 0; i < 3; ++i) {
+                if (i == gap.missingStream && n == gap.missingUnit) continue;
+                EXPECT_EQ(streams[i]->send(sample(1920, static_cast<std::uint8_t>(n)), stamp(n)), 0);
+            }
+        }
+        ASSERT_EQ(rig.muxer->close(), StatusOK);
+        const FileWalk walk = rig.walk();
+        expectClosed(walk);
+        std::vector<int> stored;
+        for (const auto& package : walk.packages()) stored.push_back(package[1].value[0]);
+        EXPECT_EQ(stored, gap.pictures);
+        const auto unit = walk.packages()[2];
+        EXPECT_EQ(unit[2].value.size(), 1920u);
+        EXPECT_EQ(unit[2].value[0], gap.missingStream == 1 ? 0 : gap.pictures.size() == 4 ? 2 : 3);
+        EXPECT_EQ(unit[3].value.size(), gap.missingStream == 2 ? 2u : 1920u);
+        EXPECT_EQ(log.take().size(), gap.isTold ? 1u : 0u);
+    }
+}
+
+TEST(Mux, EndsARecordingWithTheFirstSampleThatDoesNotFitAndTellsItOnce) {
+    const struct {
+        const char* name;
+        void (*send)(TestStream& images, TestStream& sounds);
+    } cases[] = {
+        {"two of one time", [](TestStream&, TestStream& s) { s.send(sample(1920, 1), stamp(1)); }},
+        {"going back", [](TestStream&, TestStream& s) { s.send(sample(1920, 1), stamp(0)); }},
+        {"refused", [](TestStream& i, TestStream&) { i.send(sample(9, ScriptedTrack::refused), stamp(2)); }},
+        {"too large",
+         [](TestStream& i, TestStream& s) {
+             s.send(sample(4000, 1), stamp(2));
+             i.send(sample(9, 1), stamp(2));
+             i.send(sample(9, 1), stamp(3));
+         }},
+        {"of another size than told",
+         [](TestStream& i, TestStream&) {
+             i.Write(sample(9, 1));
+             i.Control(MemoryStream::commandSampleReady, SampleRecord{stamp(2), 0, 8}.bytes());
+         }},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.name);
+        LogCapture log(ZLGLevel::Default);
+        Rig rig;
+        rig.muxer = std::make_unique<Muxer>(ZQRMXFLogger::loggerWithMode(ZQRMXFLogger::Mode::Forwarding));
+        ASSERT_EQ(rig.open(), StatusOK);
+        TestStream& images = rig.add(picture());
+        TestStream& sounds = rig.add(sound(1920));
+        for (int n = 0; n < 2; ++n) {
+            EXPECT_EQ(images.send(sample(9, 1), stamp(n)), 0);
+            EXPECT_EQ(sounds.send(sample(1920, 1), stamp(n)), 0);
+        }
+        each.send(images, sounds);
+        EXPECT_EQ(images.send(sample(9, 1), stamp(5)), StatusBadSample);
+        EXPECT_EQ(rig.muxer->close(), StatusBadSample);
+        EXPECT_EQ(log.take().size(), 1u);
+        EXPECT_FALSE(rig.file.isOpen);
+        EXPECT_FALSE(images.isAttached());
+        EXPECT_EQ(rig.walk().faults, std::vector<std::string>());
+    }
+}
+
+TEST(Mux, LeavesAValidFileWhenNoSampleEverCame) {
+    for (const bool hasStreams : {true, false}) {
+        Rig rig;
+        ASSERT_EQ(rig.open(), StatusOK);
+        if (hasStreams) rig.add(picture()), rig.add(sound(1920));
+        EXPECT_EQ(rig.muxer->close(), StatusOK);
+        const FileWalk walk = rig.walk();
+        expectClosed(walk);
+        EXPECT_EQ(walk.partitions.size(), 2u);
+        EXPECT_TRUE(walk.elements.empty());
+    }
+}
+
+TEST(Mux, RefusesOperationsOutOfOrderAndFilesThatHoldSomething) {
+    EXPECT_EQ(mxfMuxClose(nullptr), StatusBadArgument);
+    mxfMuxFree(nullptr);
+    Rig rig;
+    TestStream stream;
+    StreamFormat format;
+    format.streamKind = streamKindAudio;
+    format.codec = codec::pcmWave;
+    format.editRate = 25;
+    format.sampleRate = 48000;
+    format.bitsPerSample = 16, format.bytesPerSample = 2, format.bytesPerSecond = 96000,
+    format.channelCount = 1;
+    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusBadArgument);
+    EXPECT_EQ(rig.muxer->close(), StatusBadArgument);
+    rig.file.bytes = {1};
+    EXPECT_EQ(rig.open(), StatusCannotOpen);
+    EXPECT_FALSE(rig.file.isOpen);
+    rig.file.bytes.clear();
+    EXPECT_EQ(rig.open(), StatusOK);
+    EXPECT_EQ(rig.open(), StatusBadArgument);
+    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusOK);
+    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), nullptr, format), StatusBadArgument);
+    format.editRate = 50;
+    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusBadArgument);
+    format.editRate = 25, format.codec = 4711;
+    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusUnknownEssence);
+    EXPECT_EQ(stream.send(sample(3840, 1), 0), 0);
+    format.codec = codec::pcmWave;
+    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusBadArgument);
+    EXPECT_EQ(rig.muxer->close(), StatusOK);
+    EXPECT_EQ(rig.muxer->close(), StatusBadArgument);
+    expectClosed(rig.walk());
 }
 
 }  // namespace
