@@ -5,6 +5,8 @@
 #include <thread>
 
 #include "encoders/EncoderTestSupport.h"
+#include "zenquor/encoders/ZQRDNxHDEncoder.h"
+#include "zenquor/encoders/ZQRMCMPEG2Encoder.h"
 #include "zenquor/encoders/ZQRPassthroughEncoder.h"
 #include "zenquor/encoders/ZQRVideoToolboxEncoder.h"
 #include "zenquor/media/ZQRFrameMarker.h"
@@ -62,21 +64,24 @@ struct Rig {
 };
 
 TEST(EncoderController, ChoosesTheEncoderByTheCodec) {
-    enum class Kind { Session, Passthrough, None };
+    enum class Kind { Session, Passthrough, MPEG2, DNxHD, None };
     struct Case {
         FourCC codec;
         Kind kind;
         const char* logged;
     };
-    // XDCAM and DNxHD codes belong to encoders of their own and must not fall to another one.
-    for (const Case& c : {Case{fourCC("avc1"), Kind::Session, "will passthrough frames to the writers"},
-                          Case{0, Kind::Session, "will passthrough frames to the writers"},
-                          Case{fourCC("2vuy"), Kind::Passthrough, "will use pass-through encoder"},
-                          Case{fourCC("v210"), Kind::Passthrough, "will use pass-through encoder"},
-                          Case{fourCC("apch"), Kind::Session, "will use VideoToolbox encoder"},
-                          Case{fourCC("hvc1"), Kind::Session, "will use VideoToolbox encoder"},
-                          Case{fourCC("xd5b"), Kind::None, ""}, Case{fourCC("d7x1"), Kind::None, ""},
-                          Case{fourCC("none"), Kind::None, ""}}) {
+    for (const Case& c :
+         {Case{fourCC("avc1"), Kind::Session, "will passthrough frames to the writers"},
+          Case{0, Kind::Session, "will passthrough frames to the writers"},
+          Case{fourCC("2vuy"), Kind::Passthrough, "will use pass-through encoder"},
+          Case{fourCC("v210"), Kind::Passthrough, "will use pass-through encoder"},
+          Case{fourCC("apch"), Kind::Session, "will use VideoToolbox encoder"},
+          Case{fourCC("hvc1"), Kind::Session, "will use VideoToolbox encoder"},
+          Case{fourCC("xd5b"), Kind::MPEG2, "ZQREncoderController will use MPEG2 encoder"},
+          Case{fourCC("rhqx"), Kind::DNxHD, "ZQREncoderController Will use Avid DNxHR/HD encoder"},
+          // The engine refuses: 1280x720 only, and 4:4:4 not at all.
+          Case{fourCC("d7x1"), Kind::None, ""}, Case{fourCC("drx1"), Kind::None, ""},
+          Case{fourCC("none"), Kind::None, ""}}) {
         SCOPED_TRACE(fourCCString(c.codec));
         LogEar ear;
         Rig run(recording(c.codec));
@@ -87,6 +92,8 @@ TEST(EncoderController, ChoosesTheEncoderByTheCodec) {
                   c.kind == Kind::Session);
         EXPECT_EQ(std::dynamic_pointer_cast<ZQRPassthroughEncoder>(encoder) != nullptr,
                   c.kind == Kind::Passthrough);
+        EXPECT_EQ(std::dynamic_pointer_cast<ZQRMCMPEG2Encoder>(encoder) != nullptr, c.kind == Kind::MPEG2);
+        EXPECT_EQ(std::dynamic_pointer_cast<ZQRDNxHDEncoder>(encoder) != nullptr, c.kind == Kind::DNxHD);
         if (encoder) {
             EXPECT_EQ(encoder->name(), "A");
             EXPECT_EQ(encoder->delegate(), run.controller);
@@ -100,6 +107,26 @@ TEST(EncoderController, ChoosesTheEncoderByTheCodec) {
             EXPECT_EQ(error->userInterfaceDescription(), ZQError::missingEncoder());
         }
     }
+}
+
+TEST(EncoderController, HandsTheFramesDepthAndTheXDCAMPreferencesToTheEncoders) {
+    for (const auto& [format, depth, rowBytes] :
+         {std::tuple{platform::pixelFormatV210, 1024U, 896U}, {platform::pixelFormat2vuy, 1U, 640U}}) {
+        Rig run(recording(fourCC("hrsq")));
+        ASSERT_TRUE(run.controller->encodeFrame(frame(0, format)));
+        const auto encoder = std::dynamic_pointer_cast<ZQRDNxHDEncoder>(run.controller->encoder());
+        ASSERT_TRUE(encoder);
+        EXPECT_EQ(encoder->encodeParameters().inputDepth, depth);
+        EXPECT_EQ(encoder->encodeParameters().sourceRowBytes, rowBytes);
+    }
+    Rig run(recording(fourCC("xd5c"), 1920, 1080));
+    const auto preset = ZHLIngestCapturePreset::capturePreset();
+    preset->setXDCAMPreferences(ZHLXDCAMPreferences::preferences());
+    run.controller->setCapturePreset(preset);
+    ASSERT_TRUE(run.controller->encodeFrame(frame(0)));
+    const auto encoder = std::dynamic_pointer_cast<ZQRMCMPEG2Encoder>(run.controller->encoder());
+    ASSERT_TRUE(encoder);
+    EXPECT_EQ(encoder->xdcamPreferences(), preset->xdcamPreferences());
 }
 
 TEST(EncoderController, DeliversEveryFrameInOrderAndEndsWithTheLast) {

@@ -8,6 +8,8 @@
 #include <fmt/format.h>
 
 #include "zenquor/core/ZLGHandle.h"
+#include "zenquor/encoders/ZQRDNxHDEncoder.h"
+#include "zenquor/encoders/ZQRMCMPEG2Encoder.h"
 #include "zenquor/encoders/ZQRPassthroughEncoder.h"
 #include "zenquor/encoders/ZQRVideoToolboxEncoder.h"
 #include "zenquor/media/ZQRFrameMarker.h"
@@ -40,12 +42,6 @@ FourCC componentCode(const ZQRVideoPropertiesPtr& properties) {
     return component ? component->componentString() : 0;
 }
 
-template <typename Encoder>
-ZQRVideoEncoderPtr makeEncoder(const ZQRVideoPropertiesPtr& properties, ZQRVideoEncoderCallback callback,
-                               ZQRVideoEncoderCallbackContext context, std::int64_t capacity) {
-    return Encoder::initWithVideoProperties(properties, std::move(callback), std::move(context), capacity);
-}
-
 ZQErrorPtr controllerError(std::string description, std::string forTheOperator) {
     return ZQError::errorWithDomain(ZQREncoderControllerErrorDomain, ZQREncoderControllerError,
                                     std::move(description), std::move(forTheOperator));
@@ -57,9 +53,40 @@ ZQErrorPtr controllerError(std::string description, std::string forTheOperator) 
 struct ZQREncoderController::EncoderChoice {
     bool (*applies)(const ZQREncoderController& controller, const ZQRFramePtr& frame);
     void (*announce)(const ZQREncoderController& controller);
-    ZQRVideoEncoderPtr (*make)(const ZQRVideoPropertiesPtr& properties, ZQRVideoEncoderCallback callback,
-                               ZQRVideoEncoderCallbackContext context, std::int64_t capacity);
+    /// Null when the encoder refuses.
+    ZQRVideoEncoderPtr (*make)(ZQREncoderController& controller, const ZQRFramePtr& frame);
 };
+
+template <typename Encoder, typename... Further>
+std::shared_ptr<Encoder> ZQREncoderController::makeEncoder(Further... further) {
+    return Encoder::initWithVideoProperties(videoProperties(), encoderDidEncode, weak_from_this(),
+                                            fifoCapacity_, further...);
+}
+
+ZQRVideoEncoderPtr ZQREncoderController::makeSessionEncoder(ZQREncoderController& controller,
+                                                            const ZQRFramePtr&) {
+    return controller.makeEncoder<ZQRVideoToolboxEncoder>();
+}
+
+ZQRVideoEncoderPtr ZQREncoderController::makePassthroughEncoder(ZQREncoderController& controller,
+                                                                const ZQRFramePtr&) {
+    return controller.makeEncoder<ZQRPassthroughEncoder>();
+}
+
+ZQRVideoEncoderPtr ZQREncoderController::makeMPEG2Encoder(ZQREncoderController& controller,
+                                                          const ZQRFramePtr&) {
+    const auto made = controller.makeEncoder<ZQRMCMPEG2Encoder>();
+    const ZHLIngestCapturePresetPtr preset = controller.capturePreset();
+    made->setXDCAMPreferences(preset ? preset->xdcamPreferences() : nullptr);
+    return made;
+}
+
+ZQRVideoEncoderPtr ZQREncoderController::makeDNxHDEncoder(ZQREncoderController& controller,
+                                                          const ZQRFramePtr& frame) {
+    if (!frame) return nullptr;
+    const std::uint32_t bitDepth = frame->videoPixelFormat() == platform::pixelFormatV210 ? 10 : 8;
+    return controller.makeEncoder<ZQRDNxHDEncoder>(bitDepth, frame->videoRowBytes());
+}
 
 ZQREncoderControllerPtr ZQREncoderController::initWithVideoProperties(ZQRVideoPropertiesPtr videoProperties,
                                                                       std::int64_t fifoCapacity) {
@@ -161,21 +188,35 @@ const ZQREncoderController::EncoderChoice* ZQREncoderController::chooseEncoder(
          [](const ZQREncoderController& c) {
              ZLGGetHandle().debug("ZQREncoderController {} will passthrough frames to the writers", c);
          },
-         makeEncoder<ZQRVideoToolboxEncoder>},
+         makeSessionEncoder},
+        {[](const ZQREncoderController& c, const ZQRFramePtr&) {
+             return c.videoProperties()->wantsXDCAMEncoding();
+         },
+         [](const ZQREncoderController&) {
+             ZLGGetHandle().log("ZQREncoderController will use MPEG2 encoder");
+         },
+         makeMPEG2Encoder},
         {[](const ZQREncoderController& c, const ZQRFramePtr&) {
              return c.videoProperties()->wantsUncompressedEncoding();
          },
          [](const ZQREncoderController&) {
              ZLGGetHandle().log("ZQREncoderController will use pass-through encoder");
          },
-         makeEncoder<ZQRPassthroughEncoder>},
+         makePassthroughEncoder},
         {[](const ZQREncoderController& c, const ZQRFramePtr& f) {
              return c.canUseVideoToolboxForEncodingFrame(f);
          },
          [](const ZQREncoderController&) {
              ZLGGetHandle().log("ZQREncoderController will use VideoToolbox encoder");
          },
-         makeEncoder<ZQRVideoToolboxEncoder>},
+         makeSessionEncoder},
+        {[](const ZQREncoderController& c, const ZQRFramePtr&) {
+             return c.videoProperties()->wantsDNxHDEncoding();
+         },
+         [](const ZQREncoderController&) {
+             ZLGGetHandle().log("ZQREncoderController Will use Avid DNxHR/HD encoder");
+         },
+         makeDNxHDEncoder},
     };
     const auto* const found =
         std::find_if(std::begin(choices), std::end(choices),
@@ -185,15 +226,14 @@ const ZQREncoderController::EncoderChoice* ZQREncoderController::chooseEncoder(
 
 bool ZQREncoderController::setupEncoderWithFrame(const ZQRFramePtr& frame, ZQErrorPtr* error) {
     const EncoderChoice* const choice = chooseEncoder(frame);
-    if (!choice) {
+    if (choice) choice->announce(*this);
+    const ZQRVideoEncoderPtr made = choice ? choice->make(*this, frame) : nullptr;
+    if (!made) {
         return fail(error, controllerError(
                                "The encoder for one of the selected capture presets is not installed on this "
                                "system.",
                                ZQError::missingEncoder()));
     }
-    choice->announce(*this);
-    const ZQRVideoEncoderPtr made =
-        choice->make(videoProperties(), encoderDidEncode, weak_from_this(), fifoCapacity_);
     made->setDelegate(weak_from_this());
     made->setName(controllerID());
     setEncoder(made);

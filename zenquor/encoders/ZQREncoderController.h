@@ -128,6 +128,13 @@ private:
                          ZQRFrameFIFOQueuePtr queue);
 
     const EncoderChoice* chooseEncoder(const ZQRFramePtr& frame) const;
+    template <typename Encoder, typename... Further>
+    std::shared_ptr<Encoder> makeEncoder(Further... further);
+    static ZQRVideoEncoderPtr makeSessionEncoder(ZQREncoderController& controller, const ZQRFramePtr& frame);
+    static ZQRVideoEncoderPtr makePassthroughEncoder(ZQREncoderController& controller,
+                                                     const ZQRFramePtr& frame);
+    static ZQRVideoEncoderPtr makeMPEG2Encoder(ZQREncoderController& controller, const ZQRFramePtr& frame);
+    static ZQRVideoEncoderPtr makeDNxHDEncoder(ZQREncoderController& controller, const ZQRFramePtr& frame);
     void trackTimestamp(const ZQRFrame& frame);
     void frameLoop();
     void frameLoopMain();
