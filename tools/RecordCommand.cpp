@@ -11,12 +11,12 @@
 
 #include "CaptionFile.h"
 #include "CaptionOptions.h"
+#include "CodecNames.h"
 #include "ExitStatus.h"
 #include "LogOption.h"
 #include "RecordOptions.h"
 #include "RecordingSession.h"
 #include "zenquor/core/ZQCKTimebase.h"
-#include "zenquor/host/ZHLCompressionComponent.h"
 
 namespace zenquor::tools {
 namespace {
@@ -47,11 +47,11 @@ ZHLVideoFormat formatOf(const Arguments& arguments) {
     refuse(fmt::format("There is no format \"{}\". Formats:{}.", arguments.format, names));
 }
 
-FourCC codecOf(const Arguments& arguments) {
-    const FourCC code = fourCCFromString(arguments.codec);
-    if (!ZHLCompressionComponent::displayNameForCode(code).empty()) return code;
-    refuse(fmt::format("There is no codec \"{}\". Common ones: avc1 hvc1 apco apcs apcn apch ap4h v210 2vuy.",
-                       arguments.codec));
+FourCC codecOf(const Arguments& arguments, const ZHLVideoFormat& format) {
+    std::string mistake;
+    const FourCC code = codecNamed(arguments.codec, format, mistake);
+    if (code == 0) refuse(mistake);
+    return code;
 }
 
 std::optional<ZQCKTimecode> timecodeOf(const Arguments& arguments, const ZHLVideoFormat& format) {
@@ -142,7 +142,7 @@ RecordOptions optionsOf(const Arguments& arguments) {
     RecordOptions options;
     options.input = arguments.input;
     options.format = formatOf(arguments);
-    options.codec = codecOf(arguments);
+    options.codec = codecOf(arguments, options.format);
     options.frames = framesOf(arguments, options.format);
     options.realtime = arguments.realtime;
     options.startTimecode = timecodeOf(arguments, options.format);
@@ -178,7 +178,9 @@ void describe(CLI::App& command, Arguments& a) {
                     "Picture format, such as 1080p25, 1080i50, 1080p2997, 720p50, 625i50, 2160p25")
         ->capture_default_str();
     command
-        .add_option("--codec", a.codec, "Codec by its four-character code: avc1 hvc1 apcn apch v210 2vuy …")
+        .add_option(
+            "--codec", a.codec,
+            "Codec by name (h264, prores, imx50, avci100, xdcam422 …) or four-character code (avc1, v210 …)")
         ->capture_default_str();
     auto* const frames = command.add_option("--frames", a.frames, "Stop after N frames")
                              ->check(CLI::PositiveNumber)
@@ -237,9 +239,9 @@ void addRecordCommand(CLI::App& app, int& status) {
         app.add_subcommand("record", "Record bars and tone or a media file into one or more movies");
     const auto arguments = std::make_shared<Arguments>();
     describe(*command, *arguments);
-    command->footer(
-        "The interrupt key ends the recording cleanly; pressed twice it ends at once.\n"
-        "Exit status: 0 recorded, 1 the recording failed, 2 wrong arguments.");
+    command->footer("Names of codecs:\n" + codecNameList() +
+                    "The interrupt key ends the recording cleanly; pressed twice it ends at once.\n"
+                    "Exit status: 0 recorded, 1 the recording failed, 2 wrong arguments.");
     command->callback([arguments, &status] {
         applyLogOption(arguments->log);
         const RecordOptions options = optionsOf(*arguments);
