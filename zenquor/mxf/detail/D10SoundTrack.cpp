@@ -12,6 +12,12 @@ constexpr std::int64_t cadenceFrames = 5;  // of 525-line systems
 
 }  // namespace
 
+D10SoundTrack::D10SoundTrack(const SoundLayout& layout, const Context& context)
+    : layout_(layout), context_(context) {
+    const std::size_t samples = layout_.mostSamplesPerUnit(context_.editRate);
+    translate(std::vector<std::uint8_t>(samples * layout_.blockAlign()), 0, silence_);
+}
+
 std::optional<UnitFacts> D10SoundTrack::add(std::span<const std::uint8_t> sample, std::uint64_t,
                                             std::string& why) {
     if (sample.empty() || sample.size() % layout_.blockAlign() != 0 ||
@@ -23,28 +29,30 @@ std::optional<UnitFacts> D10SoundTrack::add(std::span<const std::uint8_t> sample
 }
 
 std::span<const std::uint8_t> D10SoundTrack::stored(std::span<const std::uint8_t> sample) {
+    translate(sample, units_ > 0 ? units_ - 1 : 0, element_);
+    return element_;
+}
+
+void D10SoundTrack::translate(std::span<const std::uint8_t> sample, std::int64_t unit,
+                              std::vector<std::uint8_t>& element) const {
     const std::size_t count = sample.size() / layout_.blockAlign();
-    element_.assign(headerBytes + count * bytesPerSample, 0);
+    element.assign(headerBytes + count * bytesPerSample, 0);
     const bool isSteady = context_.editRate == Rational{25, 1};
-    const std::int64_t unit = units_ > 0 ? units_ - 1 : 0;
-    element_[0] = isSteady ? 0 : static_cast<std::uint8_t>(unit % cadenceFrames + 1);
-    element_[1] = static_cast<std::uint8_t>(count);
-    element_[2] = static_cast<std::uint8_t>(count >> 8);
-    element_[3] = static_cast<std::uint8_t>((1u << layout_.channelCount) - 1);
+    element[0] = isSteady ? 0 : static_cast<std::uint8_t>(unit % cadenceFrames + 1);
+    element[1] = static_cast<std::uint8_t>(count);
+    element[2] = static_cast<std::uint8_t>(count >> 8);
+    element[3] = static_cast<std::uint8_t>((1u << layout_.channelCount) - 1);
     const std::uint8_t* in = sample.data();
-    std::uint8_t* out = element_.data() + headerBytes;
+    std::uint8_t* out = element.data() + headerBytes;
     for (std::size_t i = 0; i < count; ++i) {
         for (std::uint32_t channel = 0; channel < mostChannels; ++channel, out += wordBytes) {
             std::uint32_t value = 0;  // 24 bits, left-aligned
-            if (channel < layout_.channelCount) {
-                for (std::uint32_t k = 0; k < layout_.bytesPerSample; ++k)
-                    value |= std::uint32_t{*in++} << (8 * (3 - layout_.bytesPerSample + k));
-            }
+            for (std::uint32_t k = 0; channel < layout_.channelCount && k < layout_.bytesPerSample; ++k)
+                value |= std::uint32_t{*in++} << (8 * (3 - layout_.bytesPerSample + k));
             const std::uint32_t word = value << 4 | channel;
             for (std::size_t k = 0; k < wordBytes; ++k) out[k] = static_cast<std::uint8_t>(word >> (8 * k));
         }
     }
-    return element_;
 }
 
 UL D10SoundTrack::dataDefinition() const {

@@ -92,8 +92,6 @@ MetadataSet& DVTrack::describe(HeaderMetadata& metadata) const {
         picture.storedWidth = kind->width;
         picture.storedHeight = kind->height;
         picture.isInterlaced = kind->isInterlaced;
-        // Standard definition DV shows the lower field first, but for the 625-line formats.
-        picture.isBottomFieldFirst = kind->height == 480;
         picture.horizontalSubsampling = kind->horizontalSubsampling;
         picture.verticalSubsampling = kind->verticalSubsampling;
         picture.lineMap = kind->lines;

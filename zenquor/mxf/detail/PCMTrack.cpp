@@ -10,8 +10,9 @@ namespace {
 
 // Samples of 48 kHz sound in five frames of 29.97, from the start of the sequence (SMPTE ST 382).
 constexpr std::array<std::uint32_t, 5> cadence2997{1602, 1601, 1602, 1601, 1602};
-constexpr std::uint32_t mostChannels = 1024;
+constexpr std::uint32_t mostChannels = 64;
 constexpr double highestSampleRate = 1'000'000;
+constexpr std::uint64_t mostSamples = UINT16_MAX;  // of one edit unit
 
 }  // namespace
 
@@ -37,8 +38,7 @@ std::uint32_t SoundLayout::mostSamplesPerUnit(Rational editRate) const {
     const std::uint64_t units = static_cast<std::uint64_t>(editRate.numerator);
     const std::uint64_t samples =
         std::uint64_t{sampleRate} * static_cast<std::uint64_t>(editRate.denominator);
-    return static_cast<std::uint32_t>(
-        std::min<std::uint64_t>((samples + units - 1) / units, UINT32_MAX / 4096));
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>((samples + units - 1) / units, mostSamples));
 }
 
 void SoundLayout::describe(MetadataSet& descriptor) const {
@@ -47,6 +47,9 @@ void SoundLayout::describe(MetadataSet& descriptor) const {
         .set(Property::ChannelCount, channelCount)
         .set(Property::QuantizationBits, bitsPerSample);
 }
+
+PCMTrack::PCMTrack(const SoundLayout& layout, const Context& context, Mapping mapping)
+    : layout_(layout), context_(context), mapping_(mapping), silence_(constantBytes()) {}
 
 std::optional<UnitFacts> PCMTrack::add(std::span<const std::uint8_t> sample, std::uint64_t,
                                        std::string& why) {

@@ -2,6 +2,7 @@
 // PCM as samples of a wave file or as AES3 data, frame wrapped (SMPTE ST 382).
 
 #include <array>
+#include <vector>
 
 #include "zenquor/mxf/detail/EssenceTrack.h"
 
@@ -28,8 +29,7 @@ class PCMTrack final : public EssenceTrack {
 public:
     enum class Mapping { Wave, AES3 };
 
-    PCMTrack(const SoundLayout& layout, const Context& context, Mapping mapping)
-        : layout_(layout), context_(context), mapping_(mapping) {}
+    PCMTrack(const SoundLayout& layout, const Context& context, Mapping mapping);
 
     std::optional<UnitFacts> add(std::span<const std::uint8_t> sample, std::uint64_t flags,
                                  std::string& why) override;
@@ -38,6 +38,8 @@ public:
     UL dataDefinition() const override;
     UL container() const override;
     std::uint32_t constantBytes() const override;
+    /// Silence.
+    std::optional<std::span<const std::uint8_t>> emptyElement() const override { return silence_; }
     std::string_view trackName() const override { return "Sound"; }
     MetadataSet& describe(HeaderMetadata& metadata) const override;
 
@@ -50,6 +52,7 @@ private:
     Mapping mapping_;
     std::int64_t units_ = 0;
     std::array<std::uint32_t, 5> firstCounts_{};  // samples of the first units
+    std::vector<std::uint8_t> silence_;
 };
 
 }  // namespace zenquor::mxf::detail
