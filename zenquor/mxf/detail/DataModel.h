@@ -1,5 +1,6 @@
 #pragma once
-// The data model of header metadata as one table: sets, properties, tags, labels, types (SMPTE ST 377-1, 377-4, 381-3, 382, 422).
+// The data model of header metadata as one table: sets, properties, tags, labels, types (SMPTE ST 377-1, 377-4,
+// 381-3, 382, 422).
 
 #include <cstdint>
 #include <span>
@@ -9,7 +10,8 @@
 
 namespace zenquor::mxf::detail {
 
-/// Every set that is written or understood; the value is its place in setRows(). Abstract ones stand in it as parents.
+/// Every set that is written or understood; the value is its place in setRows(). Abstract ones stand in it as
+/// parents.
 enum class SetKind : std::uint8_t {
     InterchangeObject,
     Preface,

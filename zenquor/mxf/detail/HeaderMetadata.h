@@ -15,9 +15,9 @@
 
 namespace zenquor::mxf::detail {
 
-/// One set. Setters replace; texts and lists are cut to what a property can hold (65,535 bytes). The type of a value is
-/// checked against the data model by assertion, a value read from a file by its length. Getters give nothing for a property
-/// that is absent or too short.
+/// One set. Setters replace; texts and lists are cut to what a property can hold (65,535 bytes). The type of a value
+/// is checked against the data model by assertion, a value read from a file by its length. Getters give nothing for a
+/// property that is absent or too short.
 class MetadataSet {
 public:
     MetadataSet(SetKind kind, const UUID& instance) : kind_(kind), instance_(instance) {}
@@ -90,12 +90,12 @@ public:
     /// What a property refers to, dangling references left out.
     std::vector<const MetadataSet*> resolve(const MetadataSet& set, Property property) const;
 
-    /// Primer and sets as they stand behind a partition pack, without fill. Dynamic tags count down from FFFF. Sets are written
-    /// with 2-byte tags and lengths.
+    /// Primer and sets as they stand behind a partition pack, without fill. Dynamic tags count down from FFFF. Sets
+    /// are written with 2-byte tags and lengths.
     void write(ByteSink& out) const;
-    /// Reads primer and sets from @p bytes (the header metadata of a partition, fill anywhere). Tags are resolved through the
-    /// primer; one that it forgets means what it is registered for. Sets and properties that are not known are passed over; what
-    /// is broken is told.
+    /// Reads primer and sets from @p bytes (the header metadata of a partition, fill anywhere). Tags are resolved
+    /// through the primer; one that it forgets means what it is registered for. Sets and properties that are not
+    /// known are passed over; what is broken is told.
     static HeaderMetadata read(std::span<const std::uint8_t> bytes, std::vector<std::string>& faults);
 
 private:

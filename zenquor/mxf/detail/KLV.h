@@ -22,8 +22,8 @@ struct KLVHeader {
 
     std::uint64_t totalBytes() const { return headerBytes + length; }
     bool isFill() const { return key == fillKey; }
-    /// Reads an item's start. @return nothing when the bytes do not begin with a label or a definite length that fits 63
-    /// bits, or are too few.
+    /// Reads an item's start. @return nothing when the bytes do not begin with a label or a definite length that fits
+    /// 63 bits, or are too few.
     static std::optional<KLVHeader> read(std::span<const std::uint8_t> bytes);
 };
 
@@ -45,8 +45,8 @@ public:
     void putKLV(const UL& key, std::span<const std::uint8_t> value);
     /// A fill item of @p totalBytes, which is at least smallestFill.
     void putFill(std::size_t totalBytes);
-    /// Fills up to the next point of the grid; nothing when there already, or with a grid of 0 or 1. A gap smaller than a fill
-    /// item takes one grid step more.
+    /// Fills up to the next point of the grid; nothing when there already, or with a grid of 0 or 1. A gap smaller
+    /// than a fill item takes one grid step more.
     void alignWithFill(std::size_t grid, std::size_t startOfGrid = 0);
 
     static constexpr std::size_t smallestFill = 20;  // key and a length of 4 bytes

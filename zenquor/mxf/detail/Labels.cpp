@@ -93,7 +93,7 @@ std::string_view nameOfWrapping(Wrapping wrapping, std::uint8_t lastByte) {
     return "";
 }
 
-/// A coding by the last word of its label, so far as the mask reaches.
+/// A coding by the last word of its label, so far as the mask reaches; the first row that fits counts.
 struct CodingRow {
     std::uint32_t word, mask;
     std::string_view name;
@@ -116,6 +116,11 @@ constexpr CodingRow compressedTable[] = {
     {0x01020104, 0xFFFFFFFF, "D-10 40 Mb/s 525"},
     {0x01020105, 0xFFFFFFFF, "D-10 30 Mb/s 625"},
     {0x01020106, 0xFFFFFFFF, "D-10 30 Mb/s 525"},
+    {0x01010000, 0xFFFF0000, "MPEG-2 MP@ML"},
+    {0x01020000, 0xFFFF0000, "MPEG-2 422P@ML"},
+    {0x01030000, 0xFFFF0000, "MPEG-2 MP@HL"},
+    {0x01040000, 0xFFFF0000, "MPEG-2 422P@HL"},
+    {0x01050000, 0xFFFF0000, "MPEG-2 MP@H14"},
     {0x02010100, 0xFFFFFF00, "IEC DV25 525"},
     {0x02010200, 0xFFFFFF00, "IEC DV25 625"},
     {0x02020100, 0xFFFFFF00, "DV-based 25 525"},
