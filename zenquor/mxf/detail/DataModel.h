@@ -51,7 +51,7 @@ enum class SetKind : std::uint8_t {
     PhysicalDescriptor,
     TapeDescriptor,
     TaggedValue,
-    Unknown  // any other; kept with its bytes out of the way
+    Unknown  // any other; passed over
 };
 
 /// How a property's value lies in the file.
