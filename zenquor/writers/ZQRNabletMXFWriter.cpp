@@ -31,20 +31,17 @@ std::uint32_t sampleCountOf(const ZQData& audio, const ZQRAudioProperties& prope
     return frameBytes == 0 ? 0 : static_cast<std::uint32_t>(audio.size() / frameBytes);
 }
 
-/// The frames' samples, one buffer of all channels or one for each as the description says.
-platform::AudioBufferList inputBuffers(const ZQData& audio,
-                                       const platform::AudioStreamBasicDescription& input,
-                                       std::uint32_t sampleCount) {
+/// Points @p list to the frames' samples: one buffer of all channels or one for each, as the description says.
+void setInputBuffers(platform::AudioBufferList& list, const ZQData& audio,
+                     const platform::AudioStreamBasicDescription& input, std::uint32_t sampleCount) {
     const bool isPlanar = (input.formatFlags & platform::audioFormatFlagIsNonInterleaved) != 0;
-    const std::uint32_t buffers = isPlanar ? input.channelsPerFrame : 1;
     const std::uint32_t bytes = input.bytesPerFrame * sampleCount;
-    platform::AudioBufferList list;
-    for (std::uint32_t i = 0; i < buffers; ++i) {
+    list.resize(isPlanar ? input.channelsPerFrame : 1);
+    for (std::size_t i = 0; i < list.size(); ++i) {
         // The list also serves for output, hence the writable pointer.
-        auto* const first = const_cast<std::uint8_t*>(audio.data()) + std::size_t{bytes} * i;
-        list.push_back({isPlanar ? 1 : input.channelsPerFrame, bytes, first});
+        auto* const first = const_cast<std::uint8_t*>(audio.data()) + bytes * i;
+        list[i] = {isPlanar ? 1 : input.channelsPerFrame, bytes, first};
     }
-    return list;
 }
 
 }  // namespace
@@ -138,38 +135,40 @@ bool ZQRNabletMXFWriter::writeAudio(const Helper& helper, std::int64_t timestamp
     if (!s.audioConverter && s.audioStreams.empty()) {
         return writeData(audio, nullptr, timestamp, 0, "audio", error);
     }
-    platform::AudioBufferList converted;
-    if (!convertAudio(audio, converted, error)) return false;
-    for (std::size_t i = 0; i < std::min(streamCount, converted.size()); ++i) {
-        const std::span bytes(static_cast<const std::uint8_t*>(converted[i].data), converted[i].dataByteSize);
+    const auto* const converted = convertAudio(audio, error);
+    if (!converted) return false;
+    for (std::size_t i = 0; i < std::min(streamCount, converted->size()); ++i) {
+        const auto& buffer = (*converted)[i];
+        const std::span bytes(static_cast<const std::uint8_t*>(buffer.data), buffer.dataByteSize);
         const auto stream = i < s.audioStreams.size() ? s.audioStreams[i] : nullptr;
         if (!writeData(bytes, stream, timestamp, 0, "audio", error)) return false;
     }
     return true;
 }
 
-bool ZQRNabletMXFWriter::convertAudio(const ZQData& audio, platform::AudioBufferList& converted,
-                                      ZQErrorPtr* error) {
+/// @return the converter's own buffers, null after a failure.
+const platform::AudioBufferList* ZQRNabletMXFWriter::convertAudio(const ZQData& audio, ZQErrorPtr* error) {
     auto& s = *state_;
     const auto& properties = *s.audioProperties;
     const std::uint32_t sampleCount = sampleCountOf(audio, properties);
     const platform::AudioBufferList* output = nullptr;
     ZQErrorPtr failure;
-    if (s.audioConverter && sampleCount != 0 &&
-        s.audioConverter->convertInputBufferList(
-            inputBuffers(audio, s.audioConverter->inputASBD(), sampleCount), output, sampleCount, &failure)) {
-        converted = *output;
-        return true;
+    if (s.audioConverter && sampleCount != 0) {
+        setInputBuffers(s.audioInput, audio, s.audioConverter->inputASBD(), sampleCount);
+        if (s.audioConverter->convertInputBufferList(s.audioInput, output, sampleCount, &failure))
+            return output;
     }
     const std::string text = fmt::format(
         "ZQRNabletMXFWriter audio converter got {} samples. Card audio length: {}, native channels: {}, "
         "bytes per sample: {}",
         sampleCount, audio.size(), properties.nativeChannelCount(), properties.bytes());
-    if (!failure) return failWrite(error, text, ZQError::MXFWriteError());
     ZLGGetHandle().error("{}", text);
-    return failWrite(
-        error, ZQError::errorWithDomain(failure->domain(), failure->code(), failure->localizedDescription(),
-                                        ZQError::MXFWriteError()));
+    failWrite(error, failure
+                         ? ZQError::errorWithDomain(failure->domain(), failure->code(),
+                                                    failure->localizedDescription(), ZQError::MXFWriteError())
+                         : ZQError::errorWithDomain(ZQRMovieWriterErrorDomain, ZQRMovieWriterErrorCannotStart,
+                                                    text, ZQError::MXFWriteError()));
+    return nullptr;
 }
 
 bool ZQRNabletMXFWriter::writeCaptions(const ZQRFramePtr& frame, std::int64_t timestamp, ZQErrorPtr* error) {
@@ -213,12 +212,12 @@ bool ZQRNabletMXFWriter::writeData(std::span<const std::uint8_t> bytes,
 }
 
 bool ZQRNabletMXFWriter::failWrite(ZQErrorPtr* error, ZQErrorPtr value) {
-    if (value) ZLGGetHandle().error("{}", value->localizedDescription());
     state_->published.with([&](auto& published) { published.writeError = value; });
     return fail(error, std::move(value));
 }
 
 bool ZQRNabletMXFWriter::failWrite(ZQErrorPtr* error, std::string text, std::string userText) {
+    ZLGGetHandle().error("{}", text);
     return failWrite(error,
                      ZQError::errorWithDomain(ZQRMovieWriterErrorDomain, ZQRMovieWriterErrorCannotStart,
                                               std::move(text), std::move(userText)));

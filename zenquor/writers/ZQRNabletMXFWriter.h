@@ -134,7 +134,7 @@ private:
     // Every frame.
     bool writeVideo(const Helper& helper, std::int64_t timestamp, ZQErrorPtr* error);
     bool writeAudio(const Helper& helper, std::int64_t timestamp, ZQErrorPtr* error);
-    bool convertAudio(const ZQData& audio, platform::AudioBufferList& converted, ZQErrorPtr* error);
+    const platform::AudioBufferList* convertAudio(const ZQData& audio, ZQErrorPtr* error);
     bool writeCaptions(const ZQRFramePtr& frame, std::int64_t timestamp, ZQErrorPtr* error);
     bool writeData(std::span<const std::uint8_t> bytes, const ZQRNabletMXFMemoryStreamPtr& stream,
                    std::int64_t timestamp, std::uint64_t flags, const char* reason, ZQErrorPtr* error);

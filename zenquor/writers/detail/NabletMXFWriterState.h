@@ -55,7 +55,8 @@ struct ZQRNabletMXFWriter::State {
     ZQRMXFLoggerPtr mxfLogger;
     std::unique_ptr<mxf::Muxer, FreeMuxer> muxer;
     bool isFinished = false;
-    std::vector<std::uint8_t> patchedPicture;
+    std::vector<std::uint8_t> patchedPicture;  // of the frame being written; so is the next
+    platform::AudioBufferList audioInput;
 
     Guarded<Published> published;
     std::atomic<std::uint64_t> framesWritten{0};
