@@ -439,5 +439,49 @@ TEST_F(NabletFileTest, PagesAreDroppedOnceTheCacheIsSwitchedOffThoughTheFileWasO
     }
 }
 
+TEST_F(NabletFileTest, WhatIsWrittenPastTheCacheIsRightWhereverThePiecesLie) {
+    enum Trouble { None, Refused, NotPossible };
+    constexpr std::size_t block = std::size_t{1} << 20;
+    const Bytes bytes = pattern(7 * block + 12345);
+    for (const Trouble trouble : {None, Refused, NotPossible}) {
+        SCOPED_TRACE(trouble);
+        fs::remove(path);
+        const auto file = open(block);
+        FileFaults faults(path);
+        ASSERT_TRUE(ZQUBCController::disableUBCForFilePath(path));
+        std::size_t straight = 0;
+        faults.onWrite = [&](int fd, const void* from, std::size_t count) -> std::optional<ssize_t> {
+            if ((::fcntl(fd, F_GETFL) & O_DIRECT) == 0) return std::nullopt;
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(from) % 4096, 0u);
+            EXPECT_EQ(FileFaults::seek(fd, 0, SEEK_CUR) % 4096, 0);
+            straight += count;
+            if (trouble == None || (trouble == Refused && straight != 3 * block)) return std::nullopt;
+            if (trouble == Refused) {
+                EXPECT_EQ(FileFaults::write(fd, from, 8192), 8192);
+            }
+            errno = trouble == Refused ? EACCES : EINVAL;
+            return -1;
+        };
+        const auto put = [&](std::size_t from, std::size_t to) {
+            const auto piece = std::span(bytes).subspan(from, to - from);
+            ASSERT_EQ(file->write(piece), static_cast<std::int64_t>(piece.size()));
+        };
+        put(0, 3 * block + 777);
+        ASSERT_EQ(file->seek(5), 0);  // a header that is written again, and the end somewhere within a page
+        put(5, 5000);
+        ASSERT_EQ(file->seek(static_cast<std::int64_t>(3 * block + 777)), 0);
+        put(3 * block + 777, bytes.size());
+        EXPECT_EQ(file->close(), 0);
+        EXPECT_EQ(onDisk(), bytes);
+        // Not every file system allows it; where it is allowed, only the first and last page of a block do not go straight.
+        if (straight != 0 && trouble == None) {
+            EXPECT_GE(straight, 7 * (block - 4096));
+        }
+        if (trouble == NotPossible) {
+            EXPECT_LE(straight, block) << "tried once";
+        }
+    }
+}
+
 }  // namespace
 }  // namespace zenquor

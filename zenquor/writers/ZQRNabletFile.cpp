@@ -16,8 +16,8 @@
 #include "zenquor/core/Unicode.h"
 #include "zenquor/core/ZLGHandle.h"
 #include "zenquor/platform/BufferCachePolicy.h"
+#include "zenquor/writers/detail/CacheBypass.h"
 #include "zenquor/writers/detail/FileBlock.h"
-#include "zenquor/writers/detail/WrittenPages.h"
 
 namespace zenquor {
 namespace {
@@ -162,7 +162,7 @@ ZQRNabletFile::ZQRNabletFile(std::int32_t descriptor, std::int64_t blockSize)
       blockSize_(blockSize),
       queue_(fmt::format("{}.nabletfile", identifierPrefix)),
       pool_(std::make_unique<detail::BlockPool>(static_cast<std::size_t>(blockSize))),
-      pages_(std::make_unique<detail::WrittenPages>()) {}
+      bypass_(std::make_unique<detail::CacheBypass>()) {}
 
 ZQRNabletFile::~ZQRNabletFile() {
     close();
@@ -172,7 +172,7 @@ ZQRNabletFile::~ZQRNabletFile() {
 std::int32_t ZQRNabletFile::close() {
     if (descriptor_ < 0) return 0;
     sync();
-    if (const int failure = pages_->finish(descriptor_)) noteFailure(failure);
+    if (const int failure = bypass_->finish(descriptor_)) noteFailure(failure);
     platform::BufferCachePolicy::forgetDescriptor(descriptor_);
     const int closed = ::close(std::exchange(descriptor_, -1));
     return closed == 0 && lastError() == 0 ? 0 : -1;
@@ -187,11 +187,13 @@ std::int64_t ZQRNabletFile::write(std::span<const std::uint8_t> bytes) {
     }
     const auto count = static_cast<std::int64_t>(bytes.size());
     while (!bytes.empty()) {
-        if (!pending_ && !(pending_ = pool_->take())) {
+        if (!pending_ && !(pending_ = pool_->take(position_))) {
             noteFailure(ENOMEM);
             return 0;
         }
+        const std::size_t before = bytes.size();
         bytes = pending_->append(bytes);
+        position_ += static_cast<std::int64_t>(before - bytes.size());
         if (pending_->isFull()) queuePending();
     }
     return count;
@@ -215,7 +217,10 @@ void ZQRNabletFile::sync() {
 
 std::int32_t ZQRNabletFile::seek(std::int64_t offset) {
     sync();
-    return ::lseek(descriptor_, offset, SEEK_SET) < 0 ? -1 : 0;
+    const off_t reached = ::lseek(descriptor_, offset, SEEK_SET);
+    if (reached < 0) return -1;
+    position_ = reached;
+    return 0;
 }
 
 std::int64_t ZQRNabletFile::read(std::span<std::uint8_t> bytes) {
@@ -224,6 +229,7 @@ std::int64_t ZQRNabletFile::read(std::span<std::uint8_t> bytes) {
     do {
         got = ::read(descriptor_, bytes.data(), bytes.size());
     } while (got < 0 && errno == EINTR);
+    if (got > 0) position_ += got;
     return got;
 }
 
@@ -249,25 +255,28 @@ void ZQRNabletFile::writeBlock(std::span<const std::uint8_t> block) {
         start += count;
         block = block.subspan(static_cast<std::size_t>(count));
     };
+    bypass_->begin(descriptor_);
     allocateAhead(descriptor_, begin, block.size());
     while (!block.empty()) {
-        const ssize_t written = ::write(descriptor_, block.data(), block.size());
+        const std::size_t count = bypass_->prepare(start, block);
+        const ssize_t written = ::write(descriptor_, block.data(), count);
         if (written > 0) {
             advance(written);
             continue;
         }
         const int number = written < 0 ? errno : ENOSPC;
-        if (number == EINTR) continue;
+        if (number == EINTR || bypass_->refused(number)) continue;
         if (number != EACCES) {
             noteFailure(number);
             break;
         }
         ZLGGetHandle().error(
             "ZQRNabletFile async write received access error, file possibly locked for reading. Will retry.");
+        bypass_->release();
         advance(bytesAfterRefusal(start, block));
         std::this_thread::sleep_for(retryPause);
     }
-    if (const int failure = pages_->noteWritten(descriptor_, begin, start)) noteFailure(failure);
+    if (const int failure = bypass_->end(begin, start)) noteFailure(failure);
 }
 
 /// Finds out how much of @p block a refused write has put into the file all the same, and places the file at what is

@@ -15,7 +15,7 @@ namespace zenquor {
 
 namespace detail {
 class BlockPool;
-class WrittenPages;
+class CacheBypass;
 struct FileBlock;
 }  // namespace detail
 
@@ -29,7 +29,8 @@ using ZQRNabletFilePtr = std::shared_ptr<ZQRNabletFile>;
 /// write() never waits for the disk and has no bound: while the disk is slower than the recording, the blocks that wait
 /// stay in memory. Everything else first waits until all that was written before is in the file.
 ///
-/// A file whose buffer cache was switched off (ZQUBCController, at any time) has its pages dropped behind the writing.
+/// A file whose buffer cache was switched off (ZQUBCController, at any time) is written past it where that is possible,
+/// and its pages are dropped otherwise.
 ///
 /// Lifecycle:     initWithFilename(), or through the functions that setConfig() installs; close(), or let go.
 /// Thread-safety: One thread at a time; lastError() from any thread.
@@ -78,7 +79,8 @@ private:
     std::unique_ptr<detail::FileBlock> pending_;  // null until the first write
     std::atomic<std::int32_t> lastError_{0};
     std::unique_ptr<detail::BlockPool> pool_;
-    std::unique_ptr<detail::WrittenPages> pages_;  // of the queue
+    std::int64_t position_ = 0;                    // of the next byte from or to the engine
+    std::unique_ptr<detail::CacheBypass> bypass_;  // of the queue
 };
 
 }  // namespace zenquor

@@ -8,14 +8,19 @@
 
 #include <sys/mman.h>
 
+#include "zenquor/writers/detail/CacheBypass.h"
+
 namespace zenquor::detail {
 namespace {
 
 constexpr std::size_t cacheLine = 64;
+constexpr std::size_t page = CacheBypass::pageBytes;
 constexpr std::size_t hugePage = std::size_t{2} << 20;
+/// Smaller blocks go through the cache in any case.
+constexpr std::size_t smallestPagedBlock = std::size_t{64} << 10;
 
 std::uint8_t* allocateBytes(std::size_t bytes) {
-    const std::size_t unit = bytes < hugePage ? cacheLine : hugePage;
+    const std::size_t unit = bytes < smallestPagedBlock ? cacheLine : bytes < hugePage ? page : hugePage;
     if (bytes > SIZE_MAX - unit) return nullptr;
     const std::size_t whole = (bytes + unit - 1) / unit * unit;
     auto* const memory = static_cast<std::uint8_t*>(std::aligned_alloc(unit, whole));
@@ -32,12 +37,19 @@ void FileBlock::Free::operator()(std::uint8_t* p) const {
 
 std::span<const std::uint8_t> FileBlock::append(std::span<const std::uint8_t> more) {
     const std::size_t fitting = std::min(more.size(), capacity - count);
-    if (fitting != 0) std::memcpy(memory.get() + count, more.data(), fitting);
+    if (fitting != 0) std::memcpy(memory.get() + start + count, more.data(), fitting);
     count += fitting;
     return more.subspan(fitting);
 }
 
-std::unique_ptr<FileBlock> BlockPool::take() {
+std::unique_ptr<FileBlock> BlockPool::take(std::int64_t fileOffset) {
+    auto block = spareOrNew();
+    if (block && blockBytes_ >= smallestPagedBlock)
+        block->start = static_cast<std::size_t>(fileOffset) % page;
+    return block;
+}
+
+std::unique_ptr<FileBlock> BlockPool::spareOrNew() {
     auto block = spares_.with([](auto& spares) -> std::unique_ptr<FileBlock> {
         if (spares.empty()) return nullptr;
         auto last = std::move(spares.back());
@@ -47,7 +59,8 @@ std::unique_ptr<FileBlock> BlockPool::take() {
     if (block) return block;
     block.reset(new (std::nothrow) FileBlock);
     if (!block) return nullptr;
-    block->memory.reset(allocateBytes(blockBytes_));
+    if (blockBytes_ > SIZE_MAX - page) return nullptr;
+    block->memory.reset(allocateBytes(blockBytes_ < smallestPagedBlock ? blockBytes_ : blockBytes_ + page));
     block->capacity = blockBytes_;
     return block->memory ? std::move(block) : nullptr;
 }
