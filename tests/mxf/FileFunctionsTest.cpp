@@ -6,6 +6,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zenquor::mxf {
@@ -66,6 +67,11 @@ TEST_F(FileFunctionsTest, AReaderNeitherCreatesNorWrites) {
     EXPECT_EQ(files.size(file_, nullptr), 0);
     EXPECT_EQ(files.close(&file_, nullptr), 0);
     EXPECT_EQ(files.open(&file_, folder_.c_str(), nullptr), -1);
+    const std::string pipe = folder_ / "pipe.mxf";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    ASSERT_EQ(files.open(&file_, pipe.c_str(), nullptr), 0);  // waits for nobody
+    EXPECT_EQ(files.read(file_, bytes_, 8, nullptr), 0);
+    files.close(&file_, nullptr);
 }
 
 }  // namespace

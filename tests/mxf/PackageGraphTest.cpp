@@ -123,15 +123,20 @@ const MetadataSet* packageWith(const HeaderMetadata& metadata, const UMID& ident
     return nullptr;
 }
 
+const MetadataSet* trackOf(const HeaderMetadata& metadata, const MetadataSet& package, std::int64_t trackID) {
+    for (const MetadataSet* track : metadata.resolve(package, Property::Tracks)) {
+        if (track->integer(Property::TrackID) == trackID) return track;
+    }
+    return nullptr;
+}
+
 /// The first component of the track of this ID.
 const MetadataSet* componentOf(const HeaderMetadata& metadata, const MetadataSet& package,
                                std::int64_t trackID) {
-    for (const MetadataSet* track : metadata.resolve(package, Property::Tracks)) {
-        if (track->integer(Property::TrackID) != trackID) continue;
-        const auto sequence = metadata.resolve(*track, Property::Sequence);
-        return metadata.resolve(*sequence.at(0), Property::StructuralComponents).at(0);
-    }
-    return nullptr;
+    const MetadataSet* track = trackOf(metadata, package, trackID);
+    if (!track) return nullptr;
+    const auto sequence = metadata.resolve(*track, Property::Sequence);
+    return metadata.resolve(*sequence.at(0), Property::StructuralComponents).at(0);
 }
 
 TEST_F(PackageGraphTest, WhatIsRequiredIsThereAndNothingIsLoose) {
@@ -157,6 +162,11 @@ TEST_F(PackageGraphTest, ClipsLeadFromTheMaterialThroughTheFileToTheTape) {
         const MetadataSet* file = packageWith(metadata, *clip->umid(Property::SourcePackageID));
         ASSERT_NE(file, nullptr);
         ASSERT_NE(file, &material);
+        EXPECT_EQ(trackOf(metadata, material, track)->integer(Property::TrackNumber), 0);
+        EXPECT_EQ(*trackOf(metadata, *file, track)->integer(Property::TrackNumber) >> 24, track < 2001 ? 0x15
+                                                                                          : track < 3001
+                                                                                              ? 0x16
+                                                                                              : 0x17);
         clip = componentOf(metadata, *file, track);
         const MetadataSet* tape = packageWith(metadata, *clip->umid(Property::SourcePackageID));
         ASSERT_NE(tape, nullptr);

@@ -51,7 +51,8 @@ std::int32_t openForBoth(FileHandle* file, const char* path, void*) {
 }
 
 std::int32_t openForReading(FileHandle* file, const char* path, void*) {
-    return adopt(file, openRetrying(path, O_RDONLY));
+    // Opening a pipe without a writer would wait for one; files do not care.
+    return adopt(file, openRetrying(path, O_RDONLY | O_NONBLOCK));
 }
 
 std::int32_t openWideForBoth(FileHandle* file, const char32_t* path, void* context) {

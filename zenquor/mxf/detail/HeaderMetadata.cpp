@@ -112,7 +112,7 @@ const PropertyRow* Reader::rowForTag(std::uint16_t tag) {
         return rows;
     }();
     const auto known = registered.find(tag);
-    return known == registered.end() ? nullptr : known->second;
+    return rows_[tag] = known == registered.end() ? nullptr : known->second;
 }
 
 void Reader::readSet(const KLVHeader& item, std::span<const std::uint8_t> value) {
