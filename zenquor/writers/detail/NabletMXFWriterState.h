@@ -27,7 +27,7 @@ struct ZQRNabletMXFWriter::State {
         ZQErrorPtr writeError;
     };
     struct FreeMuxer {
-        void operator()(mxf::Muxer* muxer) const { mxfMuxFree(muxer); }
+        void operator()(mxf::Muxer* freed) const { mxfMuxFree(freed); }
     };
 
     // Set before the first frame.
