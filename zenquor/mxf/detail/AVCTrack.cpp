@@ -243,8 +243,9 @@ void AVCTrack::describeCoding(MetadataSet& sub, bool isInterlaced) const {
         .set(Property::AVCProfileConstraint, sequence_->constraints)
         .set(Property::AVCLevel, sequence_->level)
         .set(Property::AVCCodedContentKind, isInterlaced ? contentOfFields : progressive)
-        .set(Property::AVCMaximumRefFrames, std::min<std::uint32_t>(sequence_->mostReferences, UINT8_MAX))
-        .set(Property::AVCConstantBPictureFlag, statistics_.hasConstantBPictures())
+        .set(Property::AVCMaximumRefFrames, std::min<std::uint32_t>(sequence_->mostReferences, UINT8_MAX));
+    if (!isIntraClass() && !statistics_.hasWholeGroup()) return;
+    sub.set(Property::AVCConstantBPictureFlag, statistics_.hasConstantBPictures())
         .set(Property::AVCClosedGOPIndicator, statistics_.areAllClosed())
         .set(Property::AVCIdenticalGOPIndicator, statistics_.areIdentical())
         .set(Property::AVCMaximumGOPSize, statistics_.longestGroup())
@@ -262,11 +263,13 @@ void AVCTrack::describeRates(MetadataSet& sub) const {
         const double bits = bytesPerUnit * 8 * rate.numerator / rate.denominator;
         return static_cast<std::int64_t>(std::min(bits, double{UINT32_MAX}));
     };
-    sub.set(Property::AVCAverageBitrate,
-            bitsPerSecond(static_cast<double>(bytes_) / static_cast<double>(stored_)));
+    if (isIntraClass() || statistics_.hasWholeGroup()) {
+        sub.set(Property::AVCAverageBitrate,
+                bitsPerSecond(static_cast<double>(bytes_) / static_cast<double>(stored_)));
+    }
     if (isIntraClass()) {
         sub.set(Property::AVCMaximumBitrate, bitsPerSecond(static_cast<double>(largest_)));
-    } else if (sequence_->bitRate != 0) {
+    } else if (sequence_ && sequence_->bitRate != 0) {
         sub.set(Property::AVCMaximumBitrate,
                 static_cast<std::int64_t>(std::min<std::uint64_t>(sequence_->bitRate, UINT32_MAX)));
     }

@@ -20,6 +20,8 @@ public:
     void add(const Picture& picture);
 
     bool isIntraOnly() const { return intraOnly_; }
+    /// Whether the first group has ended; before that lengths and patterns say little.
+    bool hasWholeGroup() const { return !firstPattern_.empty(); }
     bool hasSeveral() const { return pictures_ > 1; }
     /// Pictures of the longest group so far, the one under way included.
     std::uint16_t longestGroup() const;

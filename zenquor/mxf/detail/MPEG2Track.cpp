@@ -133,13 +133,15 @@ MetadataSet& MPEG2Track::describe(HeaderMetadata& metadata) const {
     if (!hasSequence_) picture.isInterlaced = format().isInterlaced;
     MetadataSet& descriptor = addDescriptor(metadata, SetKind::MPEGVideoDescriptor, coding(), picture);
     descriptor.set(Property::SingleSequence, hasOneSequence_)
-        .set(Property::ConstantBFrames, statistics_.hasConstantBPictures())
         .set(Property::CodedContentType, picture.isInterlaced ? 2 : 1)
-        .set(Property::LowDelay, sequence_.isLowDelay)
-        .set(Property::ClosedGOP, statistics_.areAllClosed())
-        .set(Property::IdenticalGOP, statistics_.areIdentical())
-        .set(Property::MaxGOP, statistics_.longestGroup())
-        .set(Property::MaxBPictureCount, statistics_.mostBPictures());
+        .set(Property::LowDelay, sequence_.isLowDelay);
+    if (statistics_.hasWholeGroup()) {
+        descriptor.set(Property::ConstantBFrames, statistics_.hasConstantBPictures())
+            .set(Property::ClosedGOP, statistics_.areAllClosed())
+            .set(Property::IdenticalGOP, statistics_.areIdentical())
+            .set(Property::MaxGOP, statistics_.longestGroup())
+            .set(Property::MaxBPictureCount, statistics_.mostBPictures());
+    }
     if (sequence_.bitRate != 0) descriptor.set(Property::BitRate, sequence_.bitRate);
     if (sequence_.profileAndLevel != 0) descriptor.set(Property::ProfileAndLevel, sequence_.profileAndLevel);
     return descriptor;
