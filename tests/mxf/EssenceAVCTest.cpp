@@ -1,4 +1,5 @@
-// AVC on its way into a file. Literal access units are the first bytes of what libx264 writes, up to the slice headers.
+// AVC on its way into a file. Literal access units are the first bytes of what libx264 writes, up to the slice
+// headers.
 
 #include <functional>
 #include "EssenceRig.h"

@@ -1,4 +1,5 @@
-// MPEG-2 pictures on their way into a file: order, access points, descriptors. Sequence headers are those of libavcodec.
+// MPEG-2 pictures on their way into a file: order, access points, descriptors. Sequence headers are those of
+// libavcodec.
 
 #include "EssenceRig.h"
 

@@ -84,7 +84,8 @@ std::optional<AVCAccessUnit> AVCParser::read(std::span<const std::uint8_t> sampl
     for (std::size_t at = nextStartCode(sample, 0); at < sample.size();) {
         const std::uint8_t type = sample[at] & 0x1F;
         const bool isSlice = type == nalSlice || type == nalPartition || type == nalIDRSlice;
-        // A slice is as long as a picture: only its header is looked at, and the next start code only where that is needed.
+        // A slice is as long as a picture: only its header is looked at, and the next start code only where
+        // that is needed.
         if (isSlice && !hasSlice) {
             if (!readSlice(sample.subspan(at), unit)) {
                 why = "an AVC slice header in it is broken";

@@ -7,8 +7,8 @@
 
 namespace zenquor::mxf::detail {
 
-/// Display order comes from the picture order count, access points from IDR pictures and recovery points. Pictures of the intra
-/// classes are all of the first one's size.
+/// Display order comes from the picture order count, access points from IDR pictures and recovery points.
+/// Pictures of the intra classes are all of the first one's size.
 class AVCTrack : public PictureTrack {
 public:
     using PictureTrack::PictureTrack;

@@ -6,7 +6,8 @@
 
 namespace zenquor::mxf::detail {
 
-/// The rate (30, 40 or 50 Mbit/s) is told by the size of the first picture, the system (525 or 625 lines) by its raster.
+/// The rate (30, 40 or 50 Mbit/s) is told by the size of the first picture, the system (525 or 625 lines) by
+/// its raster.
 class D10PictureTrack : public PictureTrack {
 public:
     using PictureTrack::PictureTrack;

@@ -52,7 +52,8 @@ std::optional<DVFrame> DVFrame::read(std::span<const std::uint8_t> sample, bool 
         return std::nullopt;
     }
     const bool is625 = (sample[placeSystem] & 0x80) != 0;
-    // With 625 lines the application tells 4:2:0 from 4:1:1; with 525 both are 4:1:1 and coders write either application.
+    // With 625 lines the application tells 4:2:0 from 4:1:1; with 525 both are 4:1:1 and coders write either
+    // application.
     const bool isIEC = is625 ? (sample[placeApplication] & 7) == 0 : prefersIEC;
     const DVKind* kind = kindOf(is625, sample[placeSource] & 0x1F, isIEC);
     if (kind == nullptr) {

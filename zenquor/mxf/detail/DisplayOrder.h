@@ -11,7 +11,8 @@ class DisplayOrder {
 public:
     static constexpr std::int64_t reach = 120;  // an index tells offsets of -128 to 127
 
-    /// @param wished  the place that the essence tells; the lowest free one is given when it is taken or out of reach.
+    /// @param wished  the place that the essence tells; the lowest free one is given when it is taken or out of
+    /// reach.
     std::int64_t take(std::int64_t wished);
     /// Nothing that is stored from here on is shown before what was stored; places left out stay so.
     void startGroup();

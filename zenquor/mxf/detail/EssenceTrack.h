@@ -15,8 +15,8 @@ namespace zenquor::mxf::detail {
 
 /// What the index tells of one stored edit unit.
 struct UnitFacts {
-    /// The place of this picture in display order, counted in edit units from the start of the file; equal to the place in stored
-    /// order where nothing is reordered.
+    /// The place of this picture in display order, counted in edit units from the start of the file; equal to
+    /// the place in stored order where nothing is reordered.
     std::int64_t displayPosition = 0;
     /// The flags byte of an index entry, offset overflow aside.
     std::uint8_t flags = 0x80;
@@ -26,8 +26,8 @@ struct UnitFacts {
 
 /// The essence of one stream.
 ///
-/// Lifecycle:     create, add() every sample in stored order; from the first on the descriptions are valid. describe() again
-///                at the end: bit rates and GOP sizes have been seen by then.
+/// Lifecycle:     create, add() every sample in stored order; from the first on the descriptions are valid.
+///                describe() again at the end: bit rates and GOP sizes have been seen by then.
 /// Thread-safety: One thread at a time.
 class EssenceTrack {
 public:
@@ -41,8 +41,8 @@ public:
     /// @return null when no mapping is known for the format.
     static std::unique_ptr<EssenceTrack> create(const StreamFormat& format, const Context& context);
 
-    /// Tells of the file's picture, whose container a sound of the D-10 mapping shares; called before the first add(), the
-    /// picture outlives this.
+    /// Tells of the file's picture, whose container a sound of the D-10 mapping shares; called before the first
+    /// add(), the picture outlives this.
     virtual void setPicture(const EssenceTrack&) {}
 
     /// Looks at the next sample; one that is refused does not count as an edit unit.
@@ -61,8 +61,9 @@ public:
     virtual std::uint8_t elementType() const = 0;
     virtual UL dataDefinition() const = 0;
     virtual UL container() const = 0;
-    /// Bytes of every stored element when all are of one size (so far as the format promises), padded by a fill item where
-    /// shorter; 0 when sizes vary. Settled by the first sample; essence that breaks the promise is stored as it comes.
+    /// Bytes of every stored element when all are of one size (so far as the format promises), padded by a fill
+    /// item where shorter; 0 when sizes vary. Settled by the first sample; larger ones cannot be
+    /// stored.
     virtual std::uint32_t constantBytes() const = 0;
     /// Whether pictures may be stored in another order than they are shown; settled by the first sample.
     virtual bool isReordered() const { return false; }

@@ -33,7 +33,8 @@ struct MPEG2Picture {
     bool isTopFieldFirst = true;
     bool isProgressiveFrame = false;
 
-    /// Reads up to the first slice; of two field pictures the first. @return nothing when there is no picture with a slice,
+    /// Reads up to the first slice; of two field pictures the first. @return nothing when there is no picture
+    /// with a slice,
     /// @p why then tells in a sentence.
     static std::optional<MPEG2Picture> read(std::span<const std::uint8_t> sample, std::string& why);
 };

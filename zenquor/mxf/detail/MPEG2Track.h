@@ -12,8 +12,8 @@ namespace zenquor::mxf::detail {
 PictureDescription describeMPEG2(const MPEG2Sequence& sequence, const MPEG2Picture& picture,
                                  bool prefersInterlaced);
 
-/// Display order comes from the temporal references, which count from each group header on; where there is no such header they
-/// run on modulo 1024.
+/// Display order comes from the temporal references, which count from each group header on; where there is no
+/// such header they run on modulo 1024.
 class MPEG2Track : public PictureTrack {
 public:
     using PictureTrack::PictureTrack;

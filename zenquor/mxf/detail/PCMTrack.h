@@ -44,7 +44,8 @@ public:
     MetadataSet& describe(HeaderMetadata& metadata) const override;
 
 private:
-    /// The place of the first unit in the cadence of five frames at 29.97; nothing at other rates or as long as that is open.
+    /// The place of the first unit in the cadence of five frames at 29.97; nothing at other rates or as long as
+    /// that is open.
     std::optional<std::uint8_t> sequenceOffset() const;
 
     SoundLayout layout_;

@@ -30,7 +30,8 @@ struct LineMap {
     friend bool operator==(const LineMap&, const LineMap&) = default;
 };
 
-/// A picture as it is coded. Heights are in lines of a frame; the descriptor tells those of a field where fields are coded apart.
+/// A picture as it is coded. Heights are in lines of a frame; the descriptor tells those of a field where
+/// fields are coded apart.
 struct PictureDescription {
     static constexpr std::uint8_t sitedTogether = 0;
     static constexpr std::uint8_t sitedLineAlternating = 5;
@@ -55,15 +56,17 @@ struct PictureDescription {
     ColorCodes color;
     std::optional<LineMap> lineMap;  // where it differs from the raster's own
 
-    /// Tells the aspect of pictures of @p width by @p height, in the shape of their samples, in smallest numbers; what is within
-    /// 4 % of 16:9 or 4:3 is meant to be that. Nothing is told where a number is 0 or above 32,767.
+    /// Tells the aspect of pictures of @p width by @p height, in the shape of their samples, in smallest
+    /// numbers; what is within 4 % of 16:9 or 4:3 is meant to be that. Nothing is told where a number is 0 or
+    /// above 32,767.
     void setAspect(std::uint32_t width, std::uint32_t height, std::uint32_t sampleX = 1,
                    std::uint32_t sampleY = 1);
     /// Width and height of the format where the coded picture told none.
     void fallBackTo(const StreamFormat& format);
     LineMap lines() const;
     std::uint8_t signalStandard() const;
-    /// The format's aspect ratio when it has one, else the coded picture's, else 16:9 above 608 lines and 4:3 below.
+    /// The format's aspect ratio when it has one, else the coded picture's, else 16:9 above 608 lines and 4:3
+    /// below.
     Rational aspectRatio(const StreamFormat& format) const;
     /// The colours told; those not told are 709 above 608 lines, else 601 with 625 or 525 lines.
     ColorCodes fullColor() const;

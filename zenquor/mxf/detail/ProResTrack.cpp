@@ -24,8 +24,9 @@ constexpr std::uint32_t read32(std::span<const std::uint8_t> bytes, std::size_t 
 
 using Profile = ProResFrame::Profile;
 
-// Profiles of 4:2:2, finest last: the last weight of their luma matrix (63, 41, 21, 7), and bytes per macroblock at the data
-// rates that the profiles aim at (45, 102, 147 and 220 Mbit/s for 1920 x 1080 at 29.97); the bounds lie between neighbours.
+// Profiles of 4:2:2, finest last: the last weight of their luma matrix (63, 41, 21, 7), and bytes per
+// macroblock at the data rates that the profiles aim at (45, 102, 147 and 220 Mbit/s for 1920 x 1080 at 29.97);
+// the bounds lie between neighbours.
 struct ProfileRow {
     Profile profile;
     std::uint32_t leastWeight;

@@ -23,8 +23,8 @@ struct ProResFrame {
     static std::optional<ProResFrame> read(std::span<const std::uint8_t> sample, std::string& why);
 };
 
-/// A frame does not name its profile; the quantisation that each profile is coded with tells it, and where a frame carries none,
-/// its size.
+/// A frame does not name its profile; the quantisation that each profile is coded with tells it, and where a
+/// frame carries none, its size.
 class ProResTrack : public PictureTrack {
 public:
     using PictureTrack::PictureTrack;
