@@ -93,6 +93,35 @@ TEST(AVCEssence, PyramidsOfInterlacedBPicturesAreOrderedByTheirCounts) {
     EXPECT_EQ(said.sub()->integer(Property::AVCCodedContentKind), 2);
 }
 
+TEST(AVCEssence, UsabilityInformationTellsAspectColourRateAndDelay) {
+    struct Row {
+        const char* sequence;
+        std::string aspect, color;
+        std::int64_t delay, maximumBitRate, whiteLevel;
+    };
+    const Row rows[] = {
+        // 704 x 576 with square samples, colours 5/1/5, a decoder model of 8 Mbit/s, two reordered pictures
+        {"6764001eacd940b0126c05a828082a00000300020000030064cd0001e848003d09c50600f162d960", "11:9",
+         "03020000 01020000 02010000", 2, 8'000'000, 235},
+        // 720 x 576 with samples of 64:45, colours not told, nothing reordered
+        {"6764001eacd940b4126ffc010000b440000003004000000c83c58b6580", "16:9", "03020000 01020000 02010000",
+         2, -1, 235},
+    };
+    for (const Row& row : rows) {
+        EssenceRig rig(codec::avcLongGOP);
+        const Bytes unit = join({bytesOf("00000001"), bytesOf(row.sequence),
+                                 bytesOf("0000000168ebecb22c000000016588840010ffffff")});
+        EXPECT_EQ(rig.facts({unit}), "0:c4:0") << rig.why;
+        const Described said(*rig.track);
+        EXPECT_EQ(said.aspect(), row.aspect);
+        EXPECT_EQ(said.color(), row.color);
+        EXPECT_EQ(said[Property::WhiteReflevel], row.whiteLevel);
+        EXPECT_EQ(said.sub()->integer(Property::AVCDecodingDelay), row.delay);
+        EXPECT_EQ(said.sub()->integer(Property::AVCMaximumBitrate).value_or(-1), row.maximumBitRate);
+        EXPECT_FALSE(said.sub()->has(Property::AVCMaximumGOPSize));  // no group is whole yet
+    }
+}
+
 /// Baseline 352 x 288 with the order counted by @p order, which writes everything from its type on.
 Bytes sequenceWith(const std::function<void(BitWriter&)>& order) {
     BitWriter bits;
@@ -147,6 +176,41 @@ TEST(AVCEssence, OrderOfType2IsThatOfDecoding) {
     }
     EXPECT_FALSE(rig.track->isReordered());
     EXPECT_EQ(Described(*rig.track).sub()->integer(Property::AVCDecodingDelay), 0);
+}
+
+TEST(AVCEssence, PairsOfFieldPicturesCountAsFrames) {
+    BitWriter bits;  // Main, 720 x 576 in fields, order of 6 bits told by its low bits
+    bits.bits(77, 8).bits(0, 8).bits(30, 8).golomb(0).golomb(0).golomb(0).golomb(2);
+    bits.golomb(2).bits(0, 1).golomb(44).golomb(17).bits(0, 2).bits(1, 1).bits(0, 2);
+    const Bytes sets = join({bytesOf("0000000167"), bits.finish(), plainParameters});
+    const auto pair = [&](char type, std::uint32_t number, std::uint32_t order, bool isReference,
+                          bool isIDR = false) {
+        const auto field = [&](bool isBottom) {
+            BitWriter slice;
+            slice.golomb(0)
+                .golomb(type == 'I'   ? 7u
+                        : type == 'P' ? 5u
+                                      : 6u)
+                .golomb(0)
+                .bits(number, 4)
+                .bits(1, 1);
+            slice.bits(isBottom ? 1 : 0, 1);
+            if (isIDR) slice.golomb(0);
+            slice.bits(order + (isBottom ? 0 : 1), 6);
+            const std::uint8_t nal = static_cast<std::uint8_t>((isReference ? 0x40 : 0) | (isIDR ? 5 : 1));
+            return join({bytesOf("00000001"), Bytes{nal}, slice.bits(0x155, 12).finish()});
+        };
+        return join({field(true), field(false)});
+    };
+    EssenceRig rig(codec::avcLongGOP);
+    EXPECT_EQ(rig.facts({join({sets, pair('I', 0, 0, true, true)}), pair('P', 1, 4, true),
+                         pair('B', 2, 2, false), pair('P', 2, 8, true), pair('B', 3, 6, false)}),
+              "0:c4:0 2:22:-1 1:33:-2 4:22:-3 3:33:-4");
+    const Described said(*rig.track);
+    EXPECT_EQ(said.raster(), "720x288 shown 720x288 layout 1 lines 23,336");
+    EXPECT_EQ(said[Property::FieldDominance], 2);
+    EXPECT_EQ(said.sub()->integer(Property::AVCDecodingDelay), 0xFF);  // the sequence does not tell
+    EXPECT_EQ(said.coding(), "060e2b34.0401010d.04010202.01312001");
 }
 
 TEST(AVCEssence, LowBitsOfTheOrderWrapInBothDirections) {

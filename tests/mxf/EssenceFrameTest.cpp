@@ -173,6 +173,13 @@ TEST(VC3Essence, CompressionIdentifiersGiveLabelsAndSizes) {
     }
 }
 
+TEST(VC3Essence, TheIdentifiersEndsAndAHeaderAloneAreTaken) {
+    EssenceRig rig(codec::vc3);
+    EXPECT_EQ(rig.facts({vc3("000002800101", "04380780", "58", "000004d3", "80", 640),
+                         vc3("000002800301", "04380780", "38", "000004fa", "80", 640)}),
+              "0:80:0 1:80:0");
+}
+
 TEST(VC3Essence, HeadersOutsideTheStandardAreRefused) {
     EssenceRig rig(codec::vc3);
     EXPECT_FALSE(rig.add(vc3("000002800101", "04380780", "38", "000004d2", "80", 1000)));  // 1234

@@ -29,7 +29,7 @@ TEST(SoundEssence, ElementsHaveRoomForTheLargestFrameOfTheCadence) {
     const Row rows[] = {
         {rate25, 16, 1, 1920 * 2},   {rate25, 24, 1, 1920 * 3},  {rate2997, 16, 1, 1602 * 2},
         {rate2997, 24, 2, 1602 * 6}, {rate5994, 24, 1, 801 * 3}, {rate2398, 16, 1, 2002 * 2},
-        {{50, 1}, 16, 1, 960 * 2},   {{24, 1}, 16, 1, 2000 * 2},
+        {{50, 1}, 16, 1, 960 * 2},   {{24, 1}, 16, 1, 2000 * 2}, {rate25, 32, 1, 1920 * 4},
     };
     for (const Row& row : rows) {
         const EssenceRig rig = soundRig(codec::pcmWave, wrapping::xdcam, row.rate, row.bits, row.channels);
@@ -37,6 +37,19 @@ TEST(SoundEssence, ElementsHaveRoomForTheLargestFrameOfTheCadence) {
         EXPECT_EQ(rig.track->emptyElement()->size(), row.bytes);
         EXPECT_EQ(rig.track->itemType(), 0x16);
     }
+}
+
+TEST(SoundEssence, WhatAFormatLeavesOutIsFilledIn) {
+    StreamFormat format;
+    format.streamKind = streamKindAudio;
+    format.bitsPerSample = 20;
+    const auto track = EssenceTrack::create(format, {0, rate25, false});
+    ASSERT_NE(track, nullptr);
+    const Described said(*track);
+    EXPECT_EQ(said[Property::BlockAlign], 3);
+    EXPECT_EQ(said[Property::QuantizationBits], 20);
+    EXPECT_EQ(said[Property::ChannelCount], 1);
+    EXPECT_EQ(said.set->rational(Property::AudioSamplingRate), (Rational{48000, 1}));
 }
 
 TEST(SoundEssence, WaveAndAES3DescriptorsTellTheSamples) {
@@ -225,7 +238,8 @@ TEST(BitReaderOfHeaders, GolombCodesFollowTheStandardsTable) {
     for (const std::int32_t expected : {0, 1, -1, -7}) EXPECT_EQ(sign.signedGolomb(), expected);
     detail::BitReader past(bytes);
     EXPECT_EQ(past.bits(32), 0xA64288FFu);
-    EXPECT_EQ(past.bits(9), 0u);
+    EXPECT_FALSE(past.isBroken());
+    EXPECT_EQ(past.bits(1), 0u);
     EXPECT_TRUE(past.isBroken());
 }
 
@@ -236,6 +250,8 @@ TEST(StartCodes, AreFoundAtEveryPlaceUpToTheLastByte) {
     EXPECT_EQ(nextStartCode(bytes, 4), 8u);
     EXPECT_EQ(nextStartCode(bytes, 8), bytes.size());  // nothing stands behind the last one
     EXPECT_EQ(nextStartCode(bytes, bytes.size()), bytes.size());
+    EXPECT_EQ(nextStartCode(bytesOf("000001b3"), 0), 3u);
+    EXPECT_EQ(nextStartCode(bytesOf("00010000"), 0), 4u);
     EXPECT_EQ(nextStartCode({}, 0), 0u);
 }
 
