@@ -12,9 +12,9 @@
 
 namespace zenquor {
 
-/// The user default that trades speed for quality, read when an encoder sees its first frame:
-/// 0 (or absent) live, macroblock modes chosen by estimate; 1 balanced, chosen by what they cost and give, about
-/// half as fast; 2 quality, coefficients chosen likewise, about a fifth as fast. Values beyond count as the nearest.
+/// The user default that trades speed for quality, an integer read when an encoder sees its first frame: 0 (or absent)
+/// live; 1 balanced, which weighs the modes of macroblocks and takes two to three times as long; 2 quality, which
+/// weighs coefficients and takes about six times as long. Values beyond count as the nearest.
 inline constexpr std::string_view ZQRXDCAMEncoderPerformanceDefault = "xdcamEncoderPerformance";
 
 /// Codes long-GOP MPEG-2 of constant bit rate: raster, scanning, chroma, bit rate and GOP as the code has them.

@@ -21,9 +21,9 @@ enum class MPEG2Chroma : std::uint8_t {
 
 /// How much work goes into a picture: each step costs two to three times the time of the one before.
 enum class MPEG2Effort : std::uint8_t {
-    Live,      // macroblock modes by estimate
-    Balanced,  // macroblock modes by what they cost and give
-    Quality    // coefficients as well
+    Live,      // by estimate
+    Balanced,  // the mode of each macroblock by what it costs and gives
+    Quality    // each coefficient by what it costs and gives
 };
 
 /// What a stream is to be. Sizes, rates and flags go into its headers.
