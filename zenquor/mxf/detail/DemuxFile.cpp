@@ -135,13 +135,15 @@ void DemuxFile::updateBodies() {
         Body& body = bodyOf(bodySID);
         const auto extents = partitions_.extentsOf(bodySID);
         bool isOfClips = false, isOfFrames = streams_.empty();
+        std::vector<std::uint32_t> expected;
         for (Stream& stream : streams_) {
             if (stream.entry.bodySID != bodySID) continue;
             stream.body = &body;
             (stream.entry.isClip ? isOfClips : isOfFrames) = true;
+            if (stream.elementNumber != 0) expected.push_back(stream.elementNumber);
         }
         if (isOfFrames && !isOfClips) {
-            body.units.update(extents, partitions_.indexOf(bodySID));
+            body.units.update(extents, partitions_.indexOf(bodySID), expected);
             checkKeyFrames(body);
             body.keys = body.units.keys();
         } else {

@@ -12,13 +12,15 @@ namespace {
 
 /// Edit units of the index that are compared with the file before it is used.
 constexpr std::int64_t largestSampleCount = 16;
+/// Edit units that an index may name behind the end of the essence before it is given up.
+constexpr int largestDropCount = 1 << 20;
 /// A content package of more items than this is none.
 constexpr int largestItemCount = 4096;
 
 }  // namespace
 
-void EditUnitMap::update(std::vector<EssenceExtent> extents,
-                         const std::vector<const IndexSegment*>& segments) {
+void EditUnitMap::update(std::vector<EssenceExtent> extents, const std::vector<const IndexSegment*>& segments,
+                         const std::vector<std::uint32_t>& expected) {
     extents_ = std::move(extents);
     const std::uint64_t streamBytes =
         extents_.empty() ? 0 : extents_.back().streamOffset + extents_.back().size();
@@ -31,7 +33,7 @@ void EditUnitMap::update(std::vector<EssenceExtent> extents,
             table_ = IndexTable{};
         }
     }
-    walkTail();
+    walkTail(expected);
 }
 
 std::optional<std::uint64_t> EditUnitMap::fileOffsetOf(std::uint64_t streamOffset) const {
@@ -77,7 +79,11 @@ void EditUnitMap::dropUnitsOutside() {
     tailFirst_ = 0;
     std::vector<std::uint64_t> tail;
     tail.swap(tail_);
-    while (!table_.isEmpty() && !positionOf(table_.end() - 1)) table_.endAt(table_.end() - 1);
+    for (int i = 0; i < largestDropCount && !table_.isEmpty(); ++i) {
+        if (positionOf(table_.end() - 1)) break;
+        table_.endAt(table_.end() - 1);
+    }
+    if (!table_.isEmpty() && !positionOf(table_.end() - 1)) table_.endAt(0);
     tail_.swap(tail);
 }
 
@@ -140,11 +146,9 @@ bool EditUnitMap::isIndexRight() {
 std::vector<std::uint64_t> EditUnitMap::walkUnits(std::uint64_t from, std::uint64_t limit) {
     std::vector<std::uint64_t> places;
     grouping_.restart();
-    endIsCut_ = false;
     ElementWalk walk(file_, faults_, extents_, from, limit);
     while (const auto element = walk.next()) {
         if (grouping_.beginsPackage(element->key)) places.push_back(element->position);
-        endIsCut_ = element->isCut;
     }
     return places;
 }
@@ -171,7 +175,7 @@ bool EditUnitMap::fillHoles() {
 }
 
 /// From the last unit of the index on, or the first of all, to the end of the essence. What was walked before stays.
-void EditUnitMap::walkTail() {
+void EditUnitMap::walkTail(const std::vector<std::uint32_t>& expected) {
     brokenAt_.reset();
     std::vector<std::uint64_t> before;
     before.swap(tail_);
@@ -193,10 +197,24 @@ void EditUnitMap::walkTail() {
     tail_.insert(tail_.end(), places.begin(), places.end());
     // The essence that ends with the file may end in the middle of a unit.
     const bool isOpen = extents_.back().end == file_.size();
-    if (isOpen && !tail_.empty() && (endIsCut_ || !grouping_.isAtLastElement())) {
+    if (isOpen && !tail_.empty() && !isWhole(tail_.back(), expected)) {
         brokenAt_ = tail_.back();
         tail_.pop_back();
     }
+}
+
+/// Whether the last unit has all elements that it should have, each to its end.
+bool EditUnitMap::isWhole(std::uint64_t position, const std::vector<std::uint32_t>& expected) {
+    if (!grouping_.isAtLastElement()) return false;
+    std::vector<std::uint32_t> found;
+    ElementWalk walk(file_, faults_, extents_, position);
+    while (const auto element = walk.next()) {
+        if (element->isCut) return false;
+        found.push_back(trackNumberOf(element->key));
+    }
+    return std::all_of(expected.begin(), expected.end(), [&](std::uint32_t number) {
+        return std::find(found.begin(), found.end(), number) != found.end();
+    });
 }
 
 std::vector<Element> EditUnitMap::elementsOf(std::int64_t unit) {

@@ -20,7 +20,9 @@ class EditUnitMap {
 public:
     EditUnitMap(FileView& file, FaultList& faults) : file_(file), faults_(faults) {}
 
-    void update(std::vector<EssenceExtent> extents, const std::vector<const IndexSegment*>& segments);
+    /// @param expected  track numbers of the elements that a whole unit has.
+    void update(std::vector<EssenceExtent> extents, const std::vector<const IndexSegment*>& segments,
+                const std::vector<std::uint32_t>& expected);
 
     std::int64_t count() const { return tailFirst_ + static_cast<std::int64_t>(tail_.size()); }
     /// The elements of a unit in the order of the file; system items too.
@@ -44,7 +46,8 @@ private:
     bool fillHoles();
     std::vector<std::uint64_t> walkUnits(std::uint64_t from, std::uint64_t limit);
     void learnFirstUnit();
-    void walkTail();
+    void walkTail(const std::vector<std::uint32_t>& expected);
+    bool isWhole(std::uint64_t position, const std::vector<std::uint32_t>& expected);
 
     FileView& file_;
     FaultList& faults_;
@@ -55,7 +58,6 @@ private:
     std::int64_t tailFirst_ = 0;
     std::vector<std::uint64_t> tail_;  // places of the last unit of the index and of all behind it
     std::optional<std::uint64_t> brokenAt_;
-    bool endIsCut_ = false;
     bool wasWrong_ = false;
 };
 

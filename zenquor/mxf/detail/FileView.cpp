@@ -52,7 +52,7 @@ std::size_t FileView::readThrough(std::uint64_t fileOffset, std::span<std::uint8
 }
 
 std::size_t FileView::read(std::uint64_t position, std::span<std::uint8_t> bytes) {
-    if (position >= size()) return 0;
+    if (bytes.empty() || position >= size()) return 0;
     const std::uint64_t offset = origin_ + position;
     bytes = bytes.first(static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), fileSize_ - offset)));
     if (bytes.size() >= bufferBytes) return readThrough(offset, bytes);

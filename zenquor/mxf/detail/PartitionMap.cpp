@@ -273,7 +273,7 @@ std::vector<EssenceExtent> PartitionMap::extentsOf(std::uint32_t bodySID) const 
                             partition.essenceStart, told, counted));
         }
         // A lost partition leaves a hole in the stream; what overlaps was told wrongly.
-        const bool isHole = told > counted && told < (std::uint64_t{1} << 62);
+        const bool isHole = told > counted && told < file_.size();
         extents.push_back({partition.essenceStart, partition.end, isHole ? told : counted});
     }
     return extents;
