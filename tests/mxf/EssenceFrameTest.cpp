@@ -6,8 +6,9 @@ namespace zenquor::mxf::test {
 namespace {
 
 struct ProResLook {
-    std::string flags = "80";   // chroma format, interlacing
-    std::string aspect = "00";  // aspect ratio, rate
+    std::string raster = "07800438";  // width and height
+    std::string flags = "80";         // chroma format, interlacing
+    std::string aspect = "00";        // aspect ratio, rate
     std::string colors = "010101";
     std::string alpha = "00";
     std::optional<std::uint8_t> weight = 0x15;  // the last of the matrices; none: the frame has no matrices
@@ -15,7 +16,7 @@ struct ProResLook {
 };
 
 Bytes proRes(const ProResLook& look) {
-    Bytes frame = bytesOf("00000000 69637066 0094 0000 4c617663 0780 0438" + look.flags + look.aspect +
+    Bytes frame = bytesOf("00000000 69637066 0094 0000 4c617663" + look.raster + look.flags + look.aspect +
                           look.colors + look.alpha + "00" + (look.weight ? "03" : "00"));
     if (look.weight) {
         for (int matrix = 0; matrix < 2; ++matrix) {
@@ -86,6 +87,20 @@ TEST(ProResEssence, TheFrameHeaderDescribesThePicture) {
         {{.flags = "88", .aspect = "20"}, interlaced, "10 2/1 0", "4:3", hd709, 2, -1},
         {{.flags = "c0", .aspect = "32", .alpha = "42"}, progressive, "10 1/1 0", "16:9", hd709, -1, 16},
         {{.flags = "c0", .aspect = "10", .alpha = "01"}, progressive, "10 1/1 0", "16:9", hd709, -1, 8},
+        {{.raster = "05a00438", .aspect = "10"},
+         "1440x1080 shown 1440x1080 layout 0 lines 42,0",
+         "10 2/1 0",
+         "4:3",
+         hd709,
+         -1,
+         -1},
+        {{.raster = "05a00438"},
+         "1440x1080 shown 1440x1080 layout 0 lines 42,0",
+         "10 2/1 0",
+         "16:9",
+         hd709,
+         -1,
+         -1},
         {{.colors = "091009"}, progressive, "10 2/1 0", "16:9", "03040000 010a0000 02060000", -1, -1},
         {{.colors = "091209"}, progressive, "10 2/1 0", "16:9", "03040000 010b0000 02060000", -1, -1},
     };
