@@ -288,6 +288,36 @@ TEST_F(MXFWriterTest, ARecordingThroughTheControllerComesBackPictureSoundAndPack
     EXPECT_EQ(file.streams[9], elements);
 }
 
+TEST_F(MXFWriterTest, AGrowingFileShowsEveryWholePartitionThoughABlockIsLarger) {
+    const auto pictures = codedPictures(fourCC("apco"), 1);
+    make({.codec = "apco", .channels = 0});
+    const auto unitsOnDisk = [&] {
+        auto* const demuxer = mxfDemuxNew();
+        mxf::FileInfo info;
+        EXPECT_EQ(mxfDemuxOpen(demuxer, path("clip.mxf").c_str(), {}, nullptr), 0);
+        mxfDemuxGetFileInfo(demuxer, info);
+        EXPECT_EQ(info.streamCount, 2);
+        EXPECT_TRUE(info.isGrowing);
+        mxfDemuxFree(demuxer);
+        return info.duration;
+    };
+    // Ten seconds are a partition; a unit is written when the next one has begun.
+    constexpr int partition = 250;
+    int number = 0;
+    const auto writeUpTo = [&](int count) {
+        for (; number < count; ++number) ASSERT_TRUE(writer->writeFrame(frame(number, pictures[0])));
+    };
+    writeUpTo(2);
+    EXPECT_GE(unitsOnDisk(), 0);
+    writeUpTo(partition + 2);
+    EXPECT_GE(unitsOnDisk(), partition);
+    ASSERT_LT(fs::file_size(path("clip.mxf")), 0x4000000u) << "less than a block, or this shows nothing";
+    writeUpTo(2 * partition + 2);
+    EXPECT_GE(unitsOnDisk(), 2 * partition);
+    writer.reset();  // abandoned, as by a crash
+    EXPECT_GE(unitsOnDisk(), 2 * partition);
+}
+
 TEST_F(MXFWriterTest, SixteenBitSoundAndTakenNames) {
     const auto pictures = codedPictures(fourCC("apcn"), 2);
     for (const char* name : {"two.mxf", "two-1.mxf"}) {

@@ -31,6 +31,12 @@ bool FileOutput::overwrite(std::uint64_t offset, std::span<const std::uint8_t> b
     return seek(offset) && write(bytes);
 }
 
+bool FileOutput::settle() {
+    if (failed_ || !isOpen()) return false;
+    if (functions_.size && functions_.size(file_, functions_.context) < 0) failed_ = true;
+    return !failed_;
+}
+
 bool FileOutput::close() {
     if (!isOpen()) return true;
     open_ = false;

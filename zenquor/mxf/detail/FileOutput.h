@@ -30,6 +30,8 @@ public:
     bool append(std::span<const std::uint8_t> bytes);
     /// Writes over bytes that stand in the file, in one call; the next append() goes on at the end.
     bool overwrite(std::uint64_t offset, std::span<const std::uint8_t> bytes);
+    /// Lets everything written so far reach the file, where the host's functions gather it: asking for the size does that.
+    bool settle();
     /// Bytes appended.
     std::uint64_t size() const { return size_; }
     bool hasFailed() const { return failed_; }

@@ -37,7 +37,8 @@ GrowingFile::GrowingFile(FileOutput& file, PackageGraph& graph, ContentPackage& 
       chain_(graph.operationalPattern(), graph.essenceContainers(), grid) {}
 
 bool GrowingFile::begin(bool hasEssence) {
-    // Units of one size need no entries: their index stands in front of the essence and holds however long the file grows.
+    // Units of one size need no entries: their index stands in front of the essence and holds however long the
+    // file grows.
     hasHeaderIndex_ = hasEssence && index_.isConstant();
     graph_.setDuration(-1);
     ByteSink metadata;
@@ -52,7 +53,8 @@ bool GrowingFile::begin(bool hasEssence) {
 }
 
 bool GrowingFile::add(ContentPackage::Values values, const UnitFacts& facts) {
-    if (isPartitionDue(facts) && !(endBody() && beginBody())) return false;
+    // Whatever happens from here on, the partitions before are there to be read.
+    if (isPartitionDue(facts) && !(endBody() && beginBody() && file_.settle())) return false;
     if (facts.keyFrameOffset == 0) unitsSinceKeyFrame_ = 0;
     const std::uint64_t start = file_.size();
     if (!package_.write(file_, unitCount(), values)) return false;
@@ -69,8 +71,8 @@ bool GrowingFile::isPartitionDue(const UnitFacts& facts) const {
     if (unitCount() == 0) return true;
     if (options_.partitionUnits <= 0) return false;
     if (unitsInBody_ >= 2 * options_.partitionUnits) return true;
-    // In front of a key frame all pictures stored before it are settled. It is the time when another group of pictures as long
-    // as the last one would go beyond the partition's length.
+    // In front of a key frame all pictures stored before it are settled. It is the time when another group of
+    // pictures as long as the last one would go beyond the partition's length.
     return facts.keyFrameOffset == 0 && unitsInBody_ + unitsSinceKeyFrame_ > options_.partitionUnits;
 }
 
