@@ -1,6 +1,6 @@
 // What the MXF muxer costs beside ffmpeg, which copies the same essence into MXF.
 //
-//   bench_mxf FOLDER [SECONDS]          measures: XDCAM HD422 and ProRes HQ, eight tracks of 24-bit sound, ancillary data
+//   bench_mxf FOLDER [SECONDS]          measures XDCAM HD422 and ProRes HQ with eight tracks of 24-bit sound
 //   bench_mxf FOLDER INPUT OUTPUT.mxf   only muxes the essence of a media file, for a look at the result
 //
 // Both programs read their essence from the same file through libavformat; reading counts for both.

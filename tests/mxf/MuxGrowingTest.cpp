@@ -165,7 +165,7 @@ TEST(MuxGrowing, FailsCleanlyAtEveryWriteAndLeavesWhatCanBeRead) {
         EXPECT_EQ(rig.file.writes, n);  // nothing is tried after a failure
         EXPECT_FALSE(rig.file.isOpen);
         const FileWalk walk = rig.walk();
-        // A write in place that stops half-way may tear a header; all else stays as it was.
+        // Only a write in place that stops half-way may tear a header; all else stays as it was.
         if (rig.file.seeks % 2 == 0) {
             EXPECT_EQ(walk.faults, std::vector<std::string>());
         }

@@ -90,8 +90,8 @@ TEST(Mux, WritesValuesAboveSixteenMebibytesWithLongLengthsAndWithoutCopies) {
     const auto packages = walk.packages();
     ASSERT_EQ(packages.size(), 3u);
     for (int n = 0; n < 3; ++n) EXPECT_EQ(packages[n][1].value.size(), sizes[n]);
-    // Header, body pack, three writes of a large unit, one of a small one, index, footer and its index, random index pack,
-    // header again, two packs.
+    // Header, body pack, three writes of a large unit, one of a small one, index, footer and its index, random
+    // index pack, header again, two packs.
     EXPECT_EQ(rig.file.writes, 1 + 1 + 3 + 3 + 1 + 1 + 2 + 1 + 1 + 2);
 }
 

@@ -15,8 +15,8 @@ namespace mxf {
 
 /// What is the same for a whole file. A default value writes a plain file with the system's file functions.
 struct MuxSettings {
-    /// A value of headerRule: nothing is written in place at the end, the closing metadata stand in the footer alone. A refresh of the
-    /// header while recording is another matter.
+    /// A value of headerRule: nothing is written in place at the end, the closing metadata stand in the footer
+    /// alone. A refresh of the header while recording is another matter.
     static constexpr std::int32_t headerRuleNoSeek = 9262;
 
     std::u32string company;  // of the Identification set; so are the next four
@@ -47,10 +47,11 @@ class Muxer;
 
 /// The muxer in the order of its use: new, open, add every stream, write samples into the streams, close, free.
 ///
-/// Samples of one edit unit carry one time stamp, whatever the order of the streams; the unit is written when the next
-/// time stamp or the close arrives. A stream without a sample in an edit unit gets an empty element (data), silence (sound)
-/// or, with a warning, the picture before it once more; where that would break the decoding the unit is left out. The header is written with the first whole edit unit, because the essence itself tells what
-/// describes it. The memory held beside one edit unit is the index, about 20 bytes a frame.
+/// Samples of one edit unit carry one time stamp, whatever the order of the streams; the unit is written when
+/// the next time stamp or the close arrives. A stream without a sample in an edit unit gets an empty element
+/// (data), silence (sound) or, with a warning, the picture before it once more; where that would break the
+/// decoding the unit is left out. The header is written with the first whole edit unit, because the essence
+/// itself tells what describes it. The memory held beside one edit unit is the index, about 20 bytes a frame.
 ///
 /// Every failure is told to the logger in a sentence and is final: later samples are refused with the same status.
 ///

@@ -17,8 +17,8 @@ constexpr std::uint32_t alignedUp(std::uint64_t bytes) {
 constexpr std::uint32_t systemItemRoom =
     alignedUp(2 * (16 + 4) + SystemItem::packBytes + ByteSink::smallestFill);
 
-/// Room of an element of constant size. A fill item always fits behind it, so that a shorter value (sound at 29.97 frames per
-/// second) leaves the next element where it is.
+/// Room of an element of constant size. A fill item always fits behind it, so that a shorter value (sound at
+/// 29.97 frames per second) leaves the next element where it is.
 std::uint32_t roomFor(std::uint32_t constantBytes) {
     return constantBytes == 0
                ? 0

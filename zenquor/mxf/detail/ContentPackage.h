@@ -17,8 +17,9 @@ std::vector<UL> elementKeys(std::span<EssenceTrack* const> tracks);
 
 /// Lays out and writes content packages; the only place that knows sizes, fill and deltas.
 ///
-/// A package is the system item and one element of each track. Every item starts on the grid. An element of constant size has
-/// room of constant size, with fill behind it; one of variable size is filled up to the grid and ends a slice of the index.
+/// A package is the system item and one element of each track. Every item starts on the grid. An element of
+/// constant size has room of constant size, with fill behind it; one of variable size is filled up to the grid
+/// and ends a slice of the index.
 ///
 /// Lifecycle:     create once every track knows its sizes.
 /// Thread-safety: One thread at a time.

@@ -11,8 +11,9 @@
 
 namespace zenquor::mxf::detail {
 
-/// Writes the header partition, body partitions that alternate between essence and the index of it, the footer with the whole
-/// index and the final metadata, and the random index pack; then makes header and body packs true.
+/// Writes the header partition, body partitions that alternate between essence and the index of it, the footer
+/// with the whole index and the final metadata, and the random index pack; then makes header and body packs
+/// true.
 ///
 /// Lifecycle:     begin(), add() every edit unit in stored order, finish(). After a failure nothing more is written.
 /// Thread-safety: One thread at a time.

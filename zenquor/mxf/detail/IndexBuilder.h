@@ -21,9 +21,10 @@ struct IndexLayout {
 
 /// Keeps an entry of every edit unit and writes them as index segments.
 ///
-/// An entry tells where the picture shown at its place is stored. With reordered pictures that is known only some units later:
-/// an entry is settled once it is. Whatever the essence says of its order, the offsets written lead from every place to
-/// another stored unit: places that no picture claims are closed up, a second claim gets the next place.
+/// An entry tells where the picture shown at its place is stored. With reordered pictures that is known only
+/// some units later: an entry is settled once it is. Whatever the essence says of its order, the offsets
+/// written lead from every place to another stored unit: places that no picture claims are closed up, a second
+/// claim gets the next place.
 ///
 /// Lifecycle:     add() in stored order; finish() after the last; write whenever wanted.
 /// Thread-safety: One thread at a time.

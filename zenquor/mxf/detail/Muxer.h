@@ -18,9 +18,10 @@ namespace zenquor::mxf {
 
 /// See Mux.h.
 ///
-/// Where a stream has no sample in an edit unit, data get their empty element and sound gets silence, or an element without
-/// bytes where the mapping has none. A picture that is coded on its own is stored once more, so that timecode and sound stay
-/// true; where pictures refer to each other that would break the decoding, and the edit unit is left out as a whole.
+/// Where a stream has no sample in an edit unit, data get their empty element and sound gets silence, or an
+/// element without bytes where the mapping has none. A picture that is coded on its own is stored once more, so
+/// that timecode and sound stay true; where pictures refer to each other that would break the decoding, and the
+/// edit unit is left out as a whole.
 class Muxer final : public SampleListener {
 public:
     explicit Muxer(ZQRMXFLoggerPtr logger) : logger_(std::move(logger)) {}

@@ -8,7 +8,8 @@
 
 namespace zenquor::mxf::detail {
 
-/// Remembers where partitions stand and makes their packs, so that every pack can be written again once the footer is known.
+/// Remembers where partitions stand and makes their packs, so that every pack can be written again once the
+/// footer is known.
 class PartitionChain {
 public:
     /// What differs between partitions.
