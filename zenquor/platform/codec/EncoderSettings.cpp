@@ -243,10 +243,11 @@ void EncoderSettings::describeGeometry() {
     if (!aspect && given_.height >= firstHighDefinitionHeight) aspect = platform::PixelAspectRatio{1, 1};
     if (aspect) {
         int horizontal = 1, vertical = 1;
-        av_reduce(&horizontal, &vertical, aspect->horizontalSpacing * given_.width * scaledHeight,
+        av_reduce(&horizontal, &vertical,
+                  std::int64_t{aspect->horizontalSpacing} * given_.width * scaledHeight,
                   std::int64_t{aspect->verticalSpacing} * raster_.width * given_.height, largestSpacing);
-        aspect = platform::PixelAspectRatio{static_cast<std::uint32_t>(horizontal),
-                                            static_cast<std::uint32_t>(vertical)};
+        aspect = platform::PixelAspectRatio{static_cast<std::uint32_t>(std::max(horizontal, 1)),
+                                            static_cast<std::uint32_t>(std::max(vertical, 1))};
     }
     if (!format_.cleanAperture) return;
     platform::CleanAperture& aperture = *format_.cleanAperture;
