@@ -213,6 +213,32 @@ TEST(AVCEssence, PairsOfFieldPicturesCountAsFrames) {
     EXPECT_EQ(said.coding(), "060e2b34.0401010d.04010202.01312001");
 }
 
+TEST(AVCEssence, CroppingIsCountedInSamplesOfTheColours) {
+    struct Row {
+        std::uint32_t chromaFormat, left, right, top, bottom;
+        std::string raster;
+    };
+    const Row rows[] = {
+        {1, 3, 2, 1, 4, "352x288 shown 342x278 layout 0 lines 1,0"},
+        {2, 3, 2, 1, 4, "352x288 shown 342x283 layout 0 lines 1,0"},
+        {3, 3, 2, 1, 4, "352x288 shown 347x283 layout 0 lines 1,0"},
+    };
+    for (const Row& row : rows) {
+        BitWriter bits;  // High 4:4:4 Predictive
+        bits.bits(244, 8).bits(0, 8).bits(30, 8).golomb(0).golomb(row.chromaFormat);
+        if (row.chromaFormat == 3) bits.bits(0, 1);
+        bits.golomb(0).golomb(0).bits(0, 2).golomb(0).golomb(2).golomb(1).bits(0, 1);
+        bits.golomb(21).golomb(17).bits(0b111, 3);
+        bits.golomb(row.left).golomb(row.right).golomb(row.top).golomb(row.bottom).bits(0, 1);
+        EssenceRig rig(codec::avcLongGOP);
+        EXPECT_EQ(rig.facts({join(
+                      {bytesOf("0000000167"), bits.finish(), plainParameters, sliceOf('I', 0, true, true)})}),
+                  "0:c4:0");
+        EXPECT_EQ(Described(*rig.track).raster(), row.raster);
+        EXPECT_EQ(Described(*rig.track).coding(), "060e2b34.0401010d.04010202.01317001");
+    }
+}
+
 TEST(AVCEssence, LowBitsOfTheOrderWrapInBothDirections) {
     detail::AVCSequence sequence;
     sequence.orderLowBits = 4;

@@ -107,6 +107,9 @@ TEST(MPEG2Essence, TheSequenceHeaderDescribesThePicture) {
          "060e2b34.04010103.04010202.01020300", hd709, 0x85, 50'000'000, 2, 4},
         {sequence422HL, "1920x544 shown 1920x540 layout 1 lines 21,584", "16:9", "8 2/1 0",
          "060e2b34.04010103.04010202.01040300", hd709, 0x82, 50'000'000, 2, 4},
+        // High profile: no label tells it, that of 4:2:2 comes nearest.
+        {"000001b3780438337a122578 000001b5114400010200", "1920x544 shown 1920x540 layout 1 lines 21,584",
+         "16:9", "8 2/1 0", "060e2b34.04010103.04010202.01040300", hd709, 0x14, 50'000'000, 2, 4},
         {sequence420, "1440x544 shown 1440x540 layout 1 lines 21,584", "4:3", "8 2/2 6",
          "060e2b34.04010103.04010202.01030300", hd709, 0x44, 35'000'000, 2, 4},
         {sequence720p, "1280x720 shown 1280x720 layout 0 lines 26,0", "16:9", "8 2/2 6",
