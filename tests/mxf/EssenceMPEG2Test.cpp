@@ -77,6 +77,13 @@ TEST(MPEG2Essence, WithoutGroupHeadersTheReferencesRunOnModulo1024) {
     }
 }
 
+TEST(MPEG2Essence, AnIPictureThatCountsAgainStartsAGroupWithoutAHeader) {
+    EssenceRig rig(codec::mpeg2Video);
+    EXPECT_EQ(rig.facts({picture(0, 'I', sequence422), picture(3, 'P'), picture(1, 'B'), picture(2, 'B'),
+                         picture(2, 'I', sequence422), picture(0, 'B'), picture(1, 'B'), picture(3, 'P')}),
+              "0:c0:0 3:22:-1 1:33:-2 2:33:-3 6:40:0 4:33:-5 5:33:-6 7:22:-3");
+}
+
 TEST(MPEG2Essence, NoTwoPicturesGetOnePlaceWhateverTheReferencesSay) {
     EssenceRig rig(codec::mpeg2Video);
     EXPECT_EQ(rig.facts({picture(0, 'I', sequence422), picture(0, 'P'), picture(900, 'P'), picture(0, 'B')}),

@@ -88,12 +88,17 @@ std::optional<UnitFacts> MPEG2Track::add(std::span<const std::uint8_t> sample, s
 
 std::int64_t MPEG2Track::wishedPlace(const MPEG2Picture& picture) {
     constexpr std::int64_t modulus = 1024;
-    if (picture.startsGroup) {
-        order_.startGroup();
-        groupStart_ = order_.end();
-    }
+    if (picture.startsGroup) startGroup();
     while (groupStart_ + picture.temporalReference + modulus / 2 < order_.end()) groupStart_ += modulus;
+    // Some coders begin to count again with an I picture and write no group header.
+    const std::int64_t wished = groupStart_ + picture.temporalReference;
+    if (picture.type == PictureType::I && wished < order_.lowestFree()) startGroup();
     return groupStart_ + picture.temporalReference;
+}
+
+void MPEG2Track::startGroup() {
+    order_.startGroup();
+    groupStart_ = order_.end();
 }
 
 UnitFacts MPEG2Track::factsOf(const MPEG2Picture& picture, std::int64_t unit, std::int64_t place,

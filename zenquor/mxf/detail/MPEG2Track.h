@@ -27,6 +27,7 @@ public:
     MetadataSet& describe(HeaderMetadata& metadata) const override;
 
 private:
+    void startGroup();
     std::int64_t wishedPlace(const MPEG2Picture& picture);
     /// @param isLed  pictures that are shown before this I picture follow it.
     UnitFacts factsOf(const MPEG2Picture& picture, std::int64_t unit, std::int64_t place, bool isLed);
