@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and does the main job: records a short programme of bars, tone, running timecode and
-# captions from a subtitle file into a movie, reads it back and says where it is. Safe to run again.
+# Installs what is missing, builds, and does the main job: records a short programme of bars, tone, running timecode,
+# captions, teletext subtitles and a cue into a movie and an MXF file at once, reads both back and says where they are. Safe to run again.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -9,7 +9,7 @@ cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DZENQUOR_BUILD_TESTS=OF
 cmake --build build --target zenquor_command
 zenquor=build/tools/zenquor
 mkdir -p out
-rm -f out/demo.mov out/demo.mp4 out/cues.mov
+rm -f out/demo.mov out/demo.mxf out/demo.mp4
 
 cat > out/demo.srt <<'SRT'
 1
@@ -26,16 +26,26 @@ Colour bars, a tone on every channel,
 timecode from 10:00:00:00.
 SRT
 
-echo "== record ten seconds into out/demo.mov and out/demo.mp4"
-"$zenquor" record --bars --format 1080p25 --codec avc1 --duration 10 --start-timecode 10:00:00:00 --reel DEMO \
-  --captions out/demo.srt out/demo.mov out/demo.mp4
+echo "== record ten seconds of XDCAM HD422 into out/demo.mov and out/demo.mxf, with captions, teletext subtitles and a cue"
+"$zenquor" record --bars --format 1080i50 --codec xd5c --audio-channels 4 --audio-bits 24 --duration 10 \
+  --start-timecode 10:00:00:00 --reel DEMO --captions out/demo.srt --teletext out/demo.srt \
+  --cue 10:00:02:00:splice-start,event=1,preroll=4000,duration=30 out/demo.mov out/demo.mxf
 echo
 echo "== what they hold"
 "$zenquor" inspect out/demo.mov
-"$zenquor" inspect out/demo.mp4
+"$zenquor" inspect out/demo.mxf
 echo
-echo "== the captions of the first three seconds, control codes and characters"
-"$zenquor" anc --frames 0-75 out/demo.mov | grep -v 'field 1 CEA608 channel 0 0000 NULL  field 2' || true
+echo "== the captions of the movie's first two seconds, control codes and characters"
+"$zenquor" anc --frames 0-50 out/demo.mov | grep -v 'field 1 CEA608 channel 0 0000 NULL  field 2' || true
+echo
+echo "== the cue and what a viewer reads in the MXF file, as captions (CC1) and as teletext"
+"$zenquor" anc out/demo.mxf | grep -e SCTE-104 -e '" *$'
+"$zenquor" captions out/demo.mxf out/demo-from-mxf.srt
+"$zenquor" captions out/demo.mxf out/teletext-from-mxf.srt --output op47
+cat out/teletext-from-mxf.srt
+echo
+echo "== the same programme as H.264, for a browser"
+"$zenquor" record --bars --format 1080p25 --codec avc1 --duration 5 --captions out/demo.srt out/demo.mp4
 echo
 echo "== the same subtitles as Scenarist and MacCaption files, and read back as a viewer sees them"
 "$zenquor" captions out/demo.srt out/demo.scc
@@ -44,11 +54,5 @@ echo "== the same subtitles as Scenarist and MacCaption files, and read back as 
 "$zenquor" captions --check out/demo.scc
 head -8 out/demo.scc
 cat out/demo-from-scc.srt
-echo "== a cue message and teletext subtitles on the frames, collected beside the movie"
-"$zenquor" record --bars --format 720p25 --codec apco --duration 5 --start-timecode 10:00:00:00 --captions out/demo.srt \
-  --caption-output op47 --cue 10:00:02:00:splice-start,event=1,preroll=4000,duration=30 --write-anc out/cues.mcc out/cues.mov
-"$zenquor" anc out/cues.mcc | grep -v filler | head -12
-"$zenquor" anc out/cues.mcc | grep -e SCTE-104 -e '" *$'
-
 echo
-echo "The recordings are out/demo.mov and out/demo.mp4; any player opens them."
+echo "The recordings are out/demo.mov, out/demo.mxf and out/demo.mp4; any player or editor opens them."

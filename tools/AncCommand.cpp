@@ -168,7 +168,7 @@ void addAncCommand(CLI::App& app, int& status) {
     auto* const command = app.add_subcommand(
         "anc", "List the ancillary packets of a file frame by frame, and what a viewer reads in them");
     const auto arguments = std::make_shared<Arguments>();
-    command->add_option("FILE", arguments->file, "Movie, SCC or MCC file to read")->required()->type_name("");
+    command->add_option("FILE", arguments->file, "Movie, MXF, SCC or MCC file to read")->required()->type_name("");
     command->add_flag("--json", arguments->json, "One JSON object a line, the last one a summary");
     command->add_flag("!--packets-only", arguments->text, "Leave out what a viewer reads");
     command->add_option("--frames", arguments->frames, "Frames A to B only, counted from 0")

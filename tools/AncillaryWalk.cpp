@@ -5,6 +5,7 @@
 #include "CaptionErrors.h"
 #include "CaptionFile.h"
 #include "CaptionSamples.h"
+#include "MXFFile.h"
 #include "MovieFrames.h"
 #include "TimeMapping.h"
 #include "zenquor/sidecar/ZQRSCCSidecar.h"
@@ -21,9 +22,10 @@ constexpr std::int32_t unknownLine = 0;  // caption files do not tell the line
 constexpr std::size_t pairSize = 2;
 
 /// A packet of a known kind, or a plain one.
-ZQRVANCPacketPtr packetOf(std::uint8_t did, std::uint8_t sdid, const ZQData& data) {
-    auto packet = ZQRVANCHelper::vancPacketWithLine(unknownLine, did, sdid, data);
-    if (!packet) packet = ZQRVANCPacketImpl::initWithDID(did, sdid, unknownLine, data);
+ZQRVANCPacketPtr packetOf(std::uint8_t did, std::uint8_t sdid, const ZQData& data,
+                          std::int32_t line = unknownLine) {
+    auto packet = ZQRVANCHelper::vancPacketWithLine(line, did, sdid, data);
+    if (!packet) packet = ZQRVANCPacketImpl::initWithDID(did, sdid, line, data);
     return packet;
 }
 
@@ -43,6 +45,28 @@ std::optional<AncillaryWalk> walkMovie(const std::filesystem::path& path, const 
     });
     if (unreadable > 0)
         walk.faults.push_back(fmt::format("{} caption samples hold no readable packet.", unreadable));
+    return walk;
+}
+
+/// Every packet of every element of ancillary data, in the order of the frames.
+std::optional<AncillaryWalk> walkMXF(const std::filesystem::path& path, const Visit& visit,
+                                     ZQErrorPtr* error) {
+    const auto file = MXFFile::open(path, error);
+    if (!file) return std::nullopt;
+    AncillaryWalk walk;
+    for (const std::int32_t stream : file->streamsOfKind(mxf::streamKindData)) {
+        file->forEachSample(stream, [&](std::int64_t frame, std::span<const std::uint8_t> element) {
+            auto bytes = ZQRDataStream::initWithData(ZQData::copying(element));
+            ZQRVANCHelper::extractVANCDataPacketFromSMPTE436MStream(
+                bytes, [&](std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& data) {
+                    visit({frame, file->timecodeOf(frame), file->timeOf(frame), "436M",
+                           packetOf(did, sdid, data, line)});
+                    ++walk.packets;
+                });
+            return true;
+        });
+    }
+    walk.faults = file->report().faults;
     return walk;
 }
 
@@ -110,6 +134,8 @@ std::optional<AncillaryWalk> AncillaryWalk::ofFile(const std::filesystem::path& 
             return walkLines(path, true, visit, error);
         case CaptionFileKind::MacCaption:
             return walkLines(path, false, visit, error);
+        case CaptionFileKind::MXF:
+            return walkMXF(path, visit, error);
         case CaptionFileKind::Movie:
             return walkMovie(path, visit, error);
         default:

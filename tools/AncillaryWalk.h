@@ -18,7 +18,7 @@ struct AncillaryPacket {
     std::int64_t frame = 0;  // from 0 at the start of the file
     std::optional<ZQCKTimecode> timecode;
     ZQCKTimecode time;  // the timecode, or where there is none the frame counted from midnight
-    std::string kind;   // "c608", "c708", "SCC", "MCC"
+    std::string kind;   // "c608", "c708", "436M", "SCC", "MCC"
     ZQRVANCPacketPtr packet;
 };
 
@@ -27,7 +27,7 @@ struct AncillaryWalk {
     std::int64_t packets = 0;
     std::vector<std::string> faults;  // a sentence each; a fault that repeats is counted in one
 
-    /// Reads a movie's caption tracks, or an SCC or MCC file line by line; lines that cannot be read are passed over.
+    /// Reads a movie's caption tracks, the ancillary data of an MXF file, or an SCC or MCC file line by line; lines that cannot be read are passed over.
     /// @return nothing with an error when the file cannot be opened or is of no known format.
     static std::optional<AncillaryWalk> ofFile(const std::filesystem::path& path,
                                                const std::function<void(const AncillaryPacket&)>& visit,

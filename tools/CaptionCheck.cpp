@@ -6,6 +6,7 @@
 #include "CaptionErrors.h"
 #include "CaptionFile.h"
 #include "ExitStatus.h"
+#include "MXFCaptions.h"
 #include "MovieCaptions.h"
 #include "zenquor/sidecar/ZQRCaptionChecker.h"
 
@@ -22,20 +23,34 @@ ZQRCaptionChecker::Options optionsFor(const CaptionSettings& settings) {
     return options;
 }
 
-std::optional<ZQRCaptionChecker::Report> checkMovie(const std::filesystem::path& path,
-                                                    ZQRCaptionChecker::Options options) {
-    ZQErrorPtr error;
-    const auto movie = MovieCaptions::open(path, fourCC("c708"), &error);
-    if (!movie) {
+/// @param packets  a movie's or an MXF file's, or null with an error.
+template <typename Packets>
+std::optional<ZQRCaptionChecker::Report> checkPackets(const std::shared_ptr<Packets>& packets,
+                                                      const ZQErrorPtr& error,
+                                                      ZQRCaptionChecker::Options options) {
+    if (!packets) {
         fmt::print(stderr, "zenquor: {}\n", error->localizedDescription());
         return std::nullopt;
     }
-    options.timebase = movie->timebase();
+    ZQCKTimecode timecode = packets->first();
+    options.timebase = timecode.timebase();
     ZQRCaptionChecker checker(options);
-    ZQCKTimecode timecode = movie->first();
-    for (std::int64_t left = movie->frames(); left > 0; --left, timecode.addFrames(1))
-        checker.addVancPackets(movie->vancPacketsAtTimecode(timecode), timecode);
+    for (std::int64_t left = packets->frames(); left > 0; --left, timecode.addFrames(1))
+        checker.addVancPackets(packets->vancPacketsAtTimecode(timecode), timecode);
     return checker.finish(timecode);
+}
+
+std::optional<ZQRCaptionChecker::Report> check(const std::filesystem::path& path,
+                                               const ZQRCaptionChecker::Options& options) {
+    ZQErrorPtr error;
+    switch (captionFileKind(path)) {
+        case CaptionFileKind::Movie:
+            return checkPackets(MovieCaptions::open(path, fourCC("c708"), &error), error, options);
+        case CaptionFileKind::MXF:
+            return checkPackets(MXFCaptions::open(path, &error), error, options);
+        default:
+            return ZQRCaptionChecker::checkFile(path, options);
+    }
 }
 
 void printPlain(const std::filesystem::path& path, const ZQRCaptionChecker::Report& report) {
@@ -93,10 +108,9 @@ int checkCaptions(const std::filesystem::path& path, const CaptionSettings& sett
         fmt::print(stderr, "zenquor: {}\n", error->localizedDescription());
         return ExitFailure;
     }
-    const bool isMovie = captionFileKind(path) == CaptionFileKind::Movie;
     auto options = optionsFor(settings);
     if (rate) options.timebase = *rate;
-    const auto report = isMovie ? checkMovie(path, options) : ZQRCaptionChecker::checkFile(path, options);
+    const auto report = check(path, options);
     if (!report) return ExitFailure;
     (json ? printJSON : printPlain)(path, *report);
     return report->readable && report->remarks.empty() ? ExitSuccess : ExitFailure;

@@ -37,9 +37,10 @@ CaptionPacketPtr packetForTrack(const CaptionPacketPtr& packet, FourCC track) {
 
 bool CaptionFeed::readFrom(const std::filesystem::path& path, const CaptionSettings& settings,
                            ZQErrorPtr* error) {
-    stream_ = CaptionStream::open(path, settings, timebase_, error);
-    streamPath_ = path;
-    return stream_ != nullptr;
+    auto captions = CaptionStream::open(path, settings, timebase_, error);
+    if (!captions) return false;
+    streams_.push_back({std::move(captions), path});
+    return true;
 }
 
 bool CaptionFeed::writeCaptionsTo(const std::filesystem::path& path, ZQErrorPtr* error) {
@@ -59,11 +60,11 @@ bool CaptionFeed::writeAncillaryTo(const std::filesystem::path& path, ZQErrorPtr
 ZQRVANCPacketList CaptionFeed::packetsFor(const ZQRFramePtr& frame, const ZQCKTimecode& timecode,
                                           const ZQCKTimecode& sinceStart) {
     ZQRVANCPacketList packets = frame->vancPackets();
-    if (stream_) {
-        const auto& time = stream_->followsTimecode() ? timecode : sinceStart;
-        packets = ZQRVANCHelper::addPackets(stream_->packetsAt(time), packets);
-        const std::int64_t place = framesBetween(stream_->first(), time);
-        hasMetStream_ = hasMetStream_ || (place >= 0 && place < stream_->frames());
+    for (auto& stream : streams_) {
+        const auto& time = stream.captions->followsTimecode() ? timecode : sinceStart;
+        packets = ZQRVANCHelper::addPackets(stream.captions->packetsAt(time), packets);
+        const std::int64_t place = framesBetween(stream.captions->first(), time);
+        stream.hasMet = stream.hasMet || (place >= 0 && place < stream.captions->frames());
     }
     for (const auto& cue : cues_.packetsAt(timecode)) packets = ZQRVANCHelper::addPacket(cue, packets);
     return packets;
@@ -87,13 +88,16 @@ void CaptionFeed::apply(const ZQRFramePtr& frame, std::uint64_t index) {
 }
 
 std::vector<std::string> CaptionFeed::close(bool& failed) {
-    std::vector<std::string> sentences = stream_ ? stream_->notes() : std::vector<std::string>{};
-    if (stream_ && !hasMetStream_)
+    std::vector<std::string> sentences;
+    for (const auto& [captions, path, hasMet] : streams_) {
+        for (auto& note : captions->notes()) sentences.push_back(std::move(note));
+        if (hasMet) continue;
         sentences.push_back(fmt::format("Nothing of \"{}\" was recorded: it runs from {} to {}, and {}.",
-                                        streamPath_.string(), stream_->first(), stream_->last(),
-                                        stream_->followsTimecode()
+                                        path.string(), captions->first(), captions->last(),
+                                        captions->followsTimecode()
                                             ? "the recording's timecode lies elsewhere (--start-timecode)"
                                             : "the recording ended before that"));
+    }
     const auto closeFile = [&](auto& file) {
         ZQErrorPtr error;
         if (file->close(&error)) return;

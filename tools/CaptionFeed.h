@@ -26,7 +26,8 @@ public:
     /// @param track  'c608' or 'c708'; 0: no caption track.
     CaptionFeed(FourCC track, ZQCKTimebase timebase) : track_(track), timebase_(timebase) {}
 
-    /// Takes captions from a file. @return false with an error when it cannot be read or holds nothing.
+    /// Takes captions from a file, beside those of earlier calls. @return false with an error when it cannot be read or
+    /// holds nothing.
     bool readFrom(const std::filesystem::path& path, const CaptionSettings& settings, ZQErrorPtr* error);
     void setCues(CueSheet cues) { cues_ = std::move(cues); }
     /// Collects captions in an .scc or .mcc. @return false with an error when it cannot be written.
@@ -41,15 +42,19 @@ public:
     std::vector<std::string> close(bool& failed);
 
 private:
+    struct Stream {
+        std::unique_ptr<CaptionStream> captions;
+        std::filesystem::path path;
+        bool hasMet = false;  // a frame lay where the file has captions
+    };
+
     /// @param sinceStart  the frame counted from the recording's start.
     ZQRVANCPacketList packetsFor(const ZQRFramePtr& frame, const ZQCKTimecode& timecode,
                                  const ZQCKTimecode& sinceStart);
 
     FourCC track_;
     ZQCKTimebase timebase_;
-    std::unique_ptr<CaptionStream> stream_;
-    std::filesystem::path streamPath_;
-    bool hasMetStream_ = false;  // a frame lay where the file has captions
+    std::vector<Stream> streams_;
     CueSheet cues_;
     std::vector<std::unique_ptr<CaptionCollector>> collectors_;
     std::vector<std::unique_ptr<AncillaryFile>> ancillaryFiles_;

@@ -4,6 +4,8 @@
 #include <fstream>
 #include <string>
 
+#include "MXFFile.h"
+
 namespace zenquor::tools {
 namespace {
 
@@ -17,6 +19,7 @@ constexpr Kind kinds[] = {
     {CaptionFileKind::EBUSTL, ".stl", "EBU STL"},
     {CaptionFileKind::Scenarist, ".scc", "Scenarist SCC"},
     {CaptionFileKind::MacCaption, ".mcc", "MacCaption MCC"},
+    {CaptionFileKind::MXF, ".mxf", "MXF"},
     {CaptionFileKind::Movie, "", "movie"},
 };
 
@@ -36,6 +39,7 @@ CaptionFileKind captionFileKind(const std::filesystem::path& path) {
     if (firstLine.find("Scenarist_SCC") != std::string_view::npos) return CaptionFileKind::Scenarist;
     if (firstLine.find("MacCaption_MCC") != std::string_view::npos) return CaptionFileKind::MacCaption;
     if (std::string_view(start).substr(0, 6).ends_with("STL")) return CaptionFileKind::EBUSTL;
+    if (isMXF(path)) return CaptionFileKind::MXF;
     return captionFileKindByName(path);
 }
 

@@ -7,6 +7,7 @@
 
 #include "CaptionErrors.h"
 #include "CaptionLines.h"
+#include "MXFCaptions.h"
 #include "MovieCaptions.h"
 #include "RetimedCaptions.h"
 #include "SubtitleMarkup.h"
@@ -251,10 +252,11 @@ bool CaptionStream::openPackets(const std::filesystem::path& path, std::optional
                                 ZQErrorPtr* error) {
     const auto open = [&](const auto& packets) {
         if (!packets) return false;
-        for (auto& sentence : packets->notes()) note(std::move(sentence));
+        for (auto sentence : packets->notes()) note(std::move(sentence));
         sidecar_ = packets;
         return playPackets(path, packets->first(), packets->frames(), rate, error);
     };
+    if (kind_ == CaptionFileKind::MXF) return open(MXFCaptions::open(path, error));
     if (kind_ == CaptionFileKind::Movie) return open(MovieCaptions::open(path, fourCC("c708"), error));
     return open(CaptionLines::open(path, kind_ == CaptionFileKind::Scenarist, error));
 }
@@ -267,7 +269,8 @@ bool CaptionStream::playPackets(const std::filesystem::path& path, const ZQCKTim
     first_ = sameLabel(first, timebase_);
     frames_ = std::llround(static_cast<double>(ownFrames) / own.realFramesPerSecond() *
                            timebase_.realFramesPerSecond());
-    if (settings_.output == CaptionSettings::Output::OP47) {
+    const bool carriesTeletext = kind_ == CaptionFileKind::MXF && MXFCaptions::carries(path, ZQRVANCFlagOP47);
+    if (settings_.output == CaptionSettings::Output::OP47 && !carriesTeletext) {
         const Blocks blocks = blocksSeen(*sidecar_, own, ownFrames);
         if (blocks.empty())
             return failCaption(error,

@@ -41,7 +41,7 @@ CaptionConversion conversionOf(const Arguments& arguments) {
     CaptionConversion conversion{arguments.input, arguments.output, arguments.captions.settings(),
                                  rateOf(arguments)};
     const auto kind = captionFileKindByName(conversion.output);
-    if (kind == CaptionFileKind::Movie || kind == CaptionFileKind::EBUSTL)
+    if (kind == CaptionFileKind::Movie || kind == CaptionFileKind::MXF || kind == CaptionFileKind::EBUSTL)
         refuse(fmt::format("\"{}\" must end in .srt, .scc or .mcc.", arguments.output));
     if (conversion.settings.output == CaptionSettings::Output::OP47 && kind != CaptionFileKind::SubRip)
         refuse(
@@ -53,7 +53,7 @@ CaptionConversion conversionOf(const Arguments& arguments) {
 }
 
 void describe(CLI::App& command, Arguments& a) {
-    command.add_option("IN", a.input, "SubRip, EBU STL, SCC or MCC file, or a movie with a caption track")
+    command.add_option("IN", a.input, "SubRip, EBU STL, SCC or MCC file, a movie with a caption track, or an MXF file with ancillary data")
         ->required()
         ->check(CLI::ExistingFile)
         ->type_name("");

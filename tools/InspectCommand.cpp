@@ -8,7 +8,10 @@
 #include <nlohmann/json.hpp>
 
 #include "ExitStatus.h"
+#include "FactLine.h"
 #include "LogOption.h"
+#include "MXFFile.h"
+#include "MXFInspection.h"
 #include "MovieReport.h"
 
 namespace zenquor::tools {
@@ -108,18 +111,6 @@ JSON factsOf(const MovieReport& report) {
     return facts;
 }
 
-/// "key value" pairs of a JSON object on one line; the report for people shows the same facts as that for
-/// programs.
-std::string oneLine(const JSON& object, std::initializer_list<std::string_view> without) {
-    std::string line;
-    for (const auto& [key, value] : object.items()) {
-        if (value.is_null() || std::ranges::find(without, std::string_view(key)) != without.end()) continue;
-        const bool text = value.is_string();
-        line += fmt::format("  {} {}", key, text ? value.get<std::string>() : value.dump());
-    }
-    return line;
-}
-
 void printPlain(const JSON& facts) {
     fmt::print("{}\n  {}  {} bytes  {:.3f} s  {}\n", facts["file"].get<std::string>(),
                facts["container"].get<std::string>(), facts["size"].get<std::uint64_t>(),
@@ -129,9 +120,9 @@ void printPlain(const JSON& facts) {
                    : std::string("plain"));
     for (const auto& track : facts["tracks"]) {
         fmt::print("  track {} {} {}{}\n", track["id"].get<std::uint32_t>(), track["kind"].get<std::string>(),
-                   track["code"].get<std::string>(), oneLine(track, {"id", "kind", "code"}));
+                   track["code"].get<std::string>(), factLine(track, {"id", "kind", "code"}));
     }
-    if (!facts["timecode"].is_null()) fmt::print("  timecode{}\n", oneLine(facts["timecode"], {}));
+    if (!facts["timecode"].is_null()) fmt::print("  timecode{}\n", factLine(facts["timecode"], {}));
     for (const auto& [kind, count] : facts["captions"].items())
         fmt::print("  {} {}\n", count.get<std::uint64_t>(), kind);
     for (const auto& [key, value] : facts["metadata"].items())
@@ -139,19 +130,25 @@ void printPlain(const JSON& facts) {
     for (const auto& fault : facts["faults"]) fmt::print("  FAULT {}\n", fault.get<std::string>());
 }
 
+std::optional<JSON> factsOf(const std::filesystem::path& file, ZQErrorPtr* error) {
+    if (isMXF(file)) return inspectMXF(file, error);
+    const auto report = MovieReport::ofFile(file, error);
+    return report ? std::optional(factsOf(*report)) : std::nullopt;
+}
+
 int inspect(const Arguments& arguments) {
     ZQErrorPtr error;
-    const auto report = MovieReport::ofFile(arguments.file, &error);
-    if (!report) {
+    const auto facts = factsOf(std::filesystem::path(arguments.file), &error);
+    if (!facts) {
         fmt::print(stderr, "zenquor: {}\n", error->userInterfaceDescription());
         return ExitFailure;
     }
     // Names and metadata may hold any bytes; through the dump and back they are sound UTF-8.
-    const std::string dump = factsOf(*report).dump(2, ' ', false, JSON::error_handler_t::replace);
+    const std::string dump = facts->dump(2, ' ', false, JSON::error_handler_t::replace);
     if (arguments.json) {
         fmt::print("{}\n", dump);
     } else {
-        printPlain(JSON::parse(dump));
+        (isMXF(arguments.file) ? printMXF : printPlain)(JSON::parse(dump));
     }
     return ExitSuccess;
 }
@@ -159,9 +156,10 @@ int inspect(const Arguments& arguments) {
 }  // namespace
 
 void addInspectCommand(CLI::App& app, int& status) {
-    auto* const command = app.add_subcommand("inspect", "Tell what a movie holds and what is wrong with it");
+    auto* const command =
+        app.add_subcommand("inspect", "Tell what a movie or an MXF file holds and what is wrong with it");
     const auto arguments = std::make_shared<Arguments>();
-    command->add_option("FILE", arguments->file, "Movie to look at")->required()->type_name("");
+    command->add_option("FILE", arguments->file, "Movie or MXF file to look at")->required()->type_name("");
     command->add_flag("--json", arguments->json, "One JSON object for programs");
     addLogOption(*command, arguments->log);
     command->callback([arguments, &status] {

@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 
 #include "CaptionSamples.h"
-#include "PacketText.h"
+#include "PacketCount.h"
 #include "TimecodeTrack.h"
 #include "zenquor/platform/MovieStructure.h"
 
@@ -24,24 +24,17 @@ void readTimecode(const platform::AssetPtr& asset, MovieReport& report) {
     for (auto& sentence : track->breaks()) report.faults.push_back(std::move(sentence));
 }
 
-bool isNullPair(std::span<const std::uint8_t> pair) {
-    return (pair[0] & 0x7F) == 0 && (pair[1] & 0x7F) == 0;
-}
-
 void readCaptions(const platform::AssetPtr& asset, MovieReport& report) {
-    std::uint64_t broken = 0;
+    PacketCount count;
     const auto unreadable = forEachCaptionSample(asset, [&](const CaptionSample& sample) {
-        ++report.captions[fourCCString(sample.kind) + " packets"];
-        for (const auto& part : describePacket(sample.packet)) broken += part.starts_with("FAULT") ? 1 : 0;
-        sample.packet->enumerate608Pairs([&](int field, std::span<const std::uint8_t, 2> pair) {
-            if (!isNullPair(pair)) ++report.captions[fmt::format("CEA-608 pairs in field {}", field)];
-        });
+        count.add(fourCCString(sample.kind) + " packets", sample.packet);
         return true;
     });
+    report.captions = count.kinds();
     if (unreadable > 0)
         report.faults.push_back(fmt::format("{} caption samples hold no readable packet.", unreadable));
-    if (broken > 0)
-        report.faults.push_back(fmt::format("{} caption distribution packets are faulty.", broken));
+    if (count.faulty() > 0)
+        report.faults.push_back(fmt::format("{} caption distribution packets are faulty.", count.faulty()));
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include "RecordOptions.h"
 #include "RecordingSession.h"
 #include "zenquor/core/ZQCKTimebase.h"
+#include "zenquor/writers/ZQRNabletMXFWriter.h"
 
 namespace zenquor::tools {
 namespace {
@@ -24,12 +25,13 @@ namespace {
 /// The arguments as they were typed.
 struct Arguments {
     bool bars = false;
-    std::string input, format = "1080p25", codec = "avc1", startTimecode, reel, captions,
+    std::string input, format = "1080p25", codec = "avc1", startTimecode, reel, captions, teletext,
                        captionTrack = "c608";
     std::string speed = "live", log;
     std::uint64_t frames = 0;
     double duration = 0;
-    bool realtime = false, keepCache = false;
+    bool realtime = false, keepCache = false, refreshHeader = false;
+    std::uint64_t blockSize = 0;
     std::uint32_t audioChannels = 2, audioBits = 16, audioPerTrack = 1;
     CaptionOptions captionOptions;
     std::vector<std::string> outputs, captionFiles, ancillaryFiles, cues;
@@ -84,8 +86,13 @@ std::vector<std::filesystem::path> outputsOf(const Arguments& arguments, FourCC 
     for (const auto& name : arguments.outputs) {
         const std::filesystem::path path(name);
         const auto extension = path.extension().string();
-        if (extension != ".mov" && extension != ".mp4")
-            refuse(fmt::format("\"{}\" must end in .mov or .mp4.", name));
+        if (extension != ".mov" && extension != ".mp4" && extension != ".mxf")
+            refuse(fmt::format("\"{}\" must end in .mov, .mp4 or .mxf.", name));
+        if (extension == ".mxf" && !ZQRNabletMXFWriter::isCompatibleWithCodec(codec)) {
+            refuse(fmt::format("\"{}\": an .mxf does not take {}. It takes {}.", name, fourCCString(codec),
+                               "ProRes (apch …), XDCAM (xd5c …), DNxHD (d7x1 …), AVC-Intra (ai15 …), XAVC "
+                               "(xv00 …), IMX (mx5p …) and DV (dvcp …)"));
+        }
         if (extension == ".mp4" && codec != fourCC("avc1") && codec != fourCC("hvc1")) {
             refuse(fmt::format("\"{}\": an .mp4 takes avc1 and hvc1 only; write {} to a .mov.", name,
                                fourCCString(codec)));
@@ -132,8 +139,8 @@ void refuseSharedFiles(const RecordOptions& options) {
         const auto isThis = [&](const std::filesystem::path& other) { return isSameFile(*file, other); };
         if (std::any_of(written.begin(), file, isThis))
             refuse(fmt::format("\"{}\" is given twice.", file->string()));
-        if ((!options.captions.empty() && isThis(options.captions)) ||
-            (!options.input.empty() && isThis(options.input)))
+        const std::filesystem::path* const read[] = {&options.captions, &options.teletext, &options.input};
+        if (std::ranges::any_of(read, [&](const auto* other) { return !other->empty() && isThis(*other); }))
             refuse(fmt::format("\"{}\" would be written over while it is read.", file->string()));
     }
 }
@@ -155,6 +162,7 @@ RecordOptions optionsOf(const Arguments& arguments) {
                            options.audioPerTrack));
     }
     options.captions = arguments.captions;
+    options.teletext = arguments.teletext;
     options.captionSettings = arguments.captionOptions.settings();
     options.captionFiles = sidecarsOf(arguments.captionFiles, true);
     options.ancillaryFiles = sidecarsOf(arguments.ancillaryFiles, false);
@@ -162,6 +170,8 @@ RecordOptions optionsOf(const Arguments& arguments) {
     options.captionTrack = fourCCFromString(arguments.captionTrack);
     options.keepCache = arguments.keepCache;
     options.speed = arguments.speed;
+    options.blockSize = arguments.blockSize;
+    options.refreshHeader = arguments.refreshHeader;
     options.outputs = outputsOf(arguments, options.codec);
     refuseSharedFiles(options);
     return options;
@@ -205,7 +215,13 @@ void describe(CLI::App& command, Arguments& a) {
     command.add_option("--audio-per-track", a.audioPerTrack, "Channels in each audio track")
         ->check(CLI::IsMember({1, 2}))
         ->capture_default_str();
-    command.add_option("--captions", a.captions, "Subtitle or caption file to record: .srt .stl .scc .mcc")
+    command
+        .add_option("--captions", a.captions, "Captions to record: an .srt, .stl, .scc, .mcc, .mxf or .mov")
+        ->check(CLI::ExistingFile)
+        ->option_text("FILE");
+    command
+        .add_option("--teletext", a.teletext,
+                    "Subtitles to send as OP-47 teletext beside the captions: an .srt, .stl or .mxf")
         ->check(CLI::ExistingFile)
         ->option_text("FILE");
     command.add_option("--caption-track", a.captionTrack, "Kind of the caption track: c608 or c708")
@@ -226,8 +242,16 @@ void describe(CLI::App& command, Arguments& a) {
         ->check(CLI::IsMember({"live", "balanced", "quality"}))
         ->capture_default_str();
     command.add_flag("--keep-cache", a.keepCache, "Let the recording pass through the page cache");
+    command.add_option("--block-size", a.blockSize, "Bytes of one write to an .mxf, such as 4M; default 64M")
+        ->transform(CLI::AsSizeValue(false))
+        ->check(CLI::Range(std::uint64_t{4096}, std::uint64_t{1} << 30))
+        ->option_text("BYTES");
+    command.add_flag("--refresh-header", a.refreshHeader,
+                     "Keep the header of an .mxf up to date while it is recorded");
     addLogOption(command, a.log);
-    command.add_option("OUTPUT", a.outputs, "Files to write: .mov, or .mp4 for avc1 and hvc1")
+    command
+        .add_option("OUTPUT", a.outputs,
+                    "Files to write: .mov; .mp4 for avc1 and hvc1; .mxf for broadcast codecs")
         ->required()
         ->type_name("");
 }
@@ -235,8 +259,8 @@ void describe(CLI::App& command, Arguments& a) {
 }  // namespace
 
 void addRecordCommand(CLI::App& app, int& status) {
-    auto* const command =
-        app.add_subcommand("record", "Record bars and tone or a media file into one or more movies");
+    auto* const command = app.add_subcommand(
+        "record", "Record bars and tone or a media file into one or more movies and MXF files");
     const auto arguments = std::make_shared<Arguments>();
     describe(*command, *arguments);
     command->footer("Names of codecs:\n" + codecNameList() +

@@ -27,6 +27,7 @@ struct RecordOptions {
     std::uint32_t audioBits = 16;
     std::uint32_t audioPerTrack = 1;
     std::filesystem::path captions;  // empty: none
+    std::filesystem::path teletext;  // subtitles sent as teletext beside the captions; empty: none
     CaptionSettings captionSettings;
     FourCC captionTrack = 0;
     std::vector<std::filesystem::path> captionFiles;    // to be written, .scc or .mcc
@@ -34,6 +35,8 @@ struct RecordOptions {
     CueSheet cues;
     bool keepCache = false;
     std::string speed;
+    std::uint64_t blockSize = 0;  // bytes of one write to an MXF file; 0: the writer's own
+    bool refreshHeader = false;   // of MXF files, while recording
     std::vector<std::filesystem::path> outputs;
 };
 

@@ -17,18 +17,6 @@ ZQErrorPtr tooSlow(const ZQErrorPtr& cause) {
         "format or a faster disk, then record again.");
 }
 
-ZQDictionary writerOptions(const std::filesystem::path& path, const RecordOptions& options,
-                           const ZQRVideoPropertiesPtr& video) {
-    const bool mp4 = path.extension() == ".mp4";
-    ZQDictionary dictionary;
-    dictionary.set(ZQRMovieWriterOptionContainer,
-                   mp4 ? ZQRAVFoundationWriter::ContainerMPEG4 : ZQRAVFoundationWriter::ContainerQuickTime);
-    dictionary.set(ZQRMovieWriterOptionCacheMask, options.keepCache ? 1 : 0);
-    dictionary.set(ZQRMovieWriterOptionCapturePreset, video->capturePreset());
-    if (video->h264Preferences()) dictionary.set(ZQRMovieWriterOptionH264Prefs, video->h264Preferences());
-    return dictionary;
-}
-
 }  // namespace
 
 RecordingOutputPtr RecordingOutput::create(const std::filesystem::path& path, const std::string& writerID,
@@ -36,8 +24,8 @@ RecordingOutputPtr RecordingOutput::create(const std::filesystem::path& path, co
                                            const ZQRAudioPropertiesPtr& audio, std::uint64_t fifoCapacity) {
     const RecordingOutputPtr output(new RecordingOutput);
     output->wanted_ = path;
-    auto& writer = output->writer_ =
-        ZQRAVFoundationWriter::initWithVideoProperties(video, audio, writerOptions(path, options, video));
+    output->writer_ = OutputWriter::create(path, options, video, audio);
+    const auto& writer = output->writer_.writer;
     writer->setMovieWriterID(writerID);
     writer->setSeparatorString("-");
     writer->setLength(static_cast<std::int64_t>(options.frames.value_or(0)), path.string(), options.reel);
@@ -78,8 +66,8 @@ void RecordingOutput::close() {
     controller_->shutdown();
     // The thread that writes has ended; a run that broke off has left the file open, and it is closed as well
     // as may be.
-    if (!succeeded()) writer_->finishWritingMovie();
-    if (const auto error = writer_->assetWriterError()) {
+    if (!succeeded()) writer_.writer->finishWritingMovie();
+    if (const auto error = writer_.error()) {
         result_.with([&](Result& result) { result.error = error; });
     }
     result_.with([](Result& result) { result.ended = true; });
@@ -92,7 +80,7 @@ std::string RecordingOutput::failure() const {
 }
 
 std::filesystem::path RecordingOutput::path() const {
-    const std::string written = writer_->fullFilename();
+    const std::string written = writer_.path();
     return written.empty() ? wanted_ : std::filesystem::path(written);
 }
 

@@ -5,11 +5,11 @@
 #include <memory>
 #include <string>
 
+#include "OutputWriter.h"
 #include "RecordOptions.h"
 #include "zenquor/audio/ZQRAudioProperties.h"
 #include "zenquor/core/Guarded.h"
 #include "zenquor/media/ZQRVideoProperties.h"
-#include "zenquor/writers/ZQRAVFoundationWriter.h"
 #include "zenquor/writers/ZQRMovieWriterController.h"
 
 namespace zenquor::tools {
@@ -44,7 +44,7 @@ public:
     /// What went wrong, in a sentence for the operator.
     std::string failure() const;
     std::filesystem::path path() const;
-    std::uint64_t framesWritten() const { return writer_->framesRecorded(); }
+    std::uint64_t framesWritten() const { return writer_.framesWritten(); }
     /// Elements of the fullest queue.
     void gatherQueueDiagnostics(ZQDictionaryList& diagnostics) const {
         controller_->gatherQueueDiagnostics(diagnostics);
@@ -63,7 +63,7 @@ private:
     void fail(const ZQErrorPtr& error);
 
     std::filesystem::path wanted_;
-    std::shared_ptr<ZQRAVFoundationWriter> writer_;
+    OutputWriter writer_;
     ZQRMovieWriterControllerPtr controller_;
     Guarded<Result> result_;
 };

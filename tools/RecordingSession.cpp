@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -19,6 +21,7 @@
 #include "zenquor/encoders/ZQREncoderController.h"
 #include "zenquor/host/ZHLIngestCapturePreset.h"
 #include "zenquor/sources/BarsAndToneSource.h"
+#include "zenquor/sources/ConvertedSource.h"
 #include "zenquor/sources/MediaFileSource.h"
 
 namespace zenquor::tools {
@@ -42,18 +45,55 @@ void complain(const std::string& sentence) {
     fmt::print(stderr, "zenquor: {}\n", sentence);
 }
 
-bool isLongGOP(FourCC codec) {
-    return codec == fourCC("avc1") || codec == fourCC("hvc1");
+/// Families of codecs by the start of their codes.
+struct Family {
+    std::string_view start;
+    bool isLongGOP = false;
+    FourCC pixelFormat = platform::pixelFormatV210;
+};
+constexpr Family families[] = {
+    {"avc1", true, platform::pixelFormat2vuy},
+    {"hvc1", true, platform::pixelFormat2vuy},
+    {"xd", true, platform::pixelFormat2vuy},
+    {"xv00", true},
+    {"xv01", true},
+    {"xv02", true},
+    {"xv03", true},
+    {"xv04", true},
+    {"xv05", true},
+    {"xv06", true},
+    {"xalg", true},
+    {"d7x1"},
+    {"dix1"},
+    {"dpx1"},
+    {"rhqx"},
+    {"rr41", false, platform::pixelFormat32ARGB},
+    {"drx1", false, platform::pixelFormat32ARGB},
+    {"2vuy", false, platform::pixelFormat2vuy},
+    {"jpeg", false, platform::pixelFormat2vuy},
+    {"dv", false, platform::pixelFormat2vuy},
+    {"mx", false, platform::pixelFormat2vuy},
+    {"d", false, platform::pixelFormat2vuy},   // DNxHD of eight bits
+    {"hr", false, platform::pixelFormat2vuy},  // DNxHR likewise
+};
+
+/// The first that fits; codecs of no family code ten bits without reordering.
+Family familyOf(FourCC codec) {
+    const std::string code = fourCCString(codec);
+    for (const auto& family : families) {
+        if (code.starts_with(family.start)) return family;
+    }
+    return {};
 }
 
-FourCC pixelFormatFor(FourCC codec) {
-    return isLongGOP(codec) || codec == fourCC("2vuy") ? platform::pixelFormat2vuy
-                                                       : platform::pixelFormatV210;
+bool isMXF(const std::filesystem::path& output) {
+    return output.extension() == ".mxf";
 }
 
 ZHLIngestCapturePresetPtr presetFor(const RecordOptions& options) {
     const auto preset = ZHLIngestCapturePreset::capturePreset();
     preset->setVideoFormat(options.format);
+    preset->setUpdateMXFHeaderLength(options.refreshHeader);
     preset->setCompressionComponent(ZHLCompressionComponent::componentWithCode(options.codec));
     const auto h264 = ZHLH264Preferences::preferences();
     h264->setEncoderSpeed(options.speed);
@@ -140,8 +180,10 @@ struct RecordingSession::Implementation final : ZQREncoderControllerDelegate,
 };
 
 bool RecordingSession::Implementation::openSource() {
-    const auto format = SourceFormat::withVideoFormat(options.format, pixelFormatFor(options.codec),
-                                                      options.audioChannels, options.audioBits);
+    const FourCC pixelFormat = familyOf(options.codec).pixelFormat;
+    const auto format = SourceFormat::withVideoFormat(
+        options.format, pixelFormat == platform::pixelFormat32ARGB ? platform::pixelFormatV210 : pixelFormat,
+        options.audioChannels, options.audioBits);
     ZQErrorPtr error;
     bool hasCaptions = false;
     if (options.input.empty()) {
@@ -162,6 +204,8 @@ bool RecordingSession::Implementation::openSource() {
         source = media;
     }
     if (!source) complain(error->localizedDescription());
+    if (source && pixelFormat != format.pixelFormat)
+        source = ConvertedSource::sourceWithSource(source, pixelFormat, pictureLimit());
     return source && openAncillary(format.timebase(), hasCaptions);
 }
 
@@ -169,19 +213,28 @@ bool RecordingSession::Implementation::openSource() {
 bool RecordingSession::Implementation::openAncillary(ZQCKTimebase timebase, bool hasCaptions) {
     const bool teletext = options.captionSettings.output == CaptionSettings::Output::OP47;
     const bool sendsCaptions = hasCaptions || (!options.captions.empty() && !teletext);
-    captions = std::make_unique<CaptionFeed>(sendsCaptions ? options.captionTrack : 0, timebase);
+    // An MXF file takes packets as they are; movies need one of their track's kind on every frame.
+    const bool writesMovie = !std::ranges::all_of(options.outputs, isMXF);
+    captions =
+        std::make_unique<CaptionFeed>(sendsCaptions && writesMovie ? options.captionTrack : 0, timebase);
     captions->setCues(options.cues);
     ZQErrorPtr error;
     bool isOpen =
         options.captions.empty() || captions->readFrom(options.captions, options.captionSettings, &error);
+    if (isOpen && !options.teletext.empty()) {
+        CaptionSettings settings = options.captionSettings;
+        settings.output = CaptionSettings::Output::OP47;
+        isOpen = captions->readFrom(options.teletext, settings, &error);
+    }
     for (const auto& path : options.captionFiles) isOpen = isOpen && captions->writeCaptionsTo(path, &error);
     for (const auto& path : options.ancillaryFiles)
         isOpen = isOpen && captions->writeAncillaryTo(path, &error);
     if (!isOpen) complain(error->localizedDescription());
-    if (teletext && options.ancillaryFiles.empty()) {
-        complain("Note: movies do not carry teletext subtitles; --write-anc FILE.mcc collects them.");
-    } else if (!options.cues.empty() && options.ancillaryFiles.empty()) {
-        complain("Note: movies do not carry cue messages; --write-anc FILE.mcc collects them.");
+    const bool keepsAll = !options.ancillaryFiles.empty() || std::ranges::any_of(options.outputs, isMXF);
+    if ((teletext || !options.teletext.empty()) && !keepsAll) {
+        complain("Note: movies do not carry teletext subtitles; record an .mxf, or --write-anc FILE.mcc.");
+    } else if (!options.cues.empty() && !keepsAll) {
+        complain("Note: movies do not carry cue messages; record an .mxf, or --write-anc FILE.mcc.");
     }
     return isOpen;
 }
@@ -327,7 +380,7 @@ void RecordingSession::Implementation::report() const {
 bool RecordingSession::Implementation::run() {
     const auto gop = static_cast<std::uint64_t>(std::lround(options.format.framerate / 100.0));
     // A long-GOP encoder gives frames back a group late, so that much must fit in.
-    if (isLongGOP(options.codec)) backlog = std::max(longGOPBacklog, 2 * gop + fifoReserve);
+    if (familyOf(options.codec).isLongGOP) backlog = std::max(longGOPBacklog, 2 * gop + fifoReserve);
     Interrupt::install();
     if (!openSource() || !openOutputs()) return false;
     const bool recorded = record();

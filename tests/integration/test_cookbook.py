@@ -24,7 +24,7 @@ class Cookbook(Case):
             self.assertEqual(done.returncode, 0, f"{recipe}\n{done.stdout}\n{done.stderr}")
 
         wanted = [text for _, _, text in cues(SUBTITLES)]
-        for name in ("back", "back-from-mcc", "back-french", "captioned"):
+        for name in ("back", "back-from-mcc", "back-french", "captioned", "from-mxf", "teletext-from-mxf"):
             texts = [text for _, _, text in cues((self.folder / f"{name}.srt").read_text(encoding="utf-8"))]
             self.assertEqual(texts, wanted, name)
         for name in ("seen-as-captions", "seen-as-teletext"):

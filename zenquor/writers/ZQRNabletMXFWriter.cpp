@@ -11,6 +11,7 @@
 #include "zenquor/writers/ZQRNabletFile.h"
 #include "zenquor/writers/detail/HelperKey.h"
 #include "zenquor/writers/detail/IMXPicture.h"
+#include "zenquor/writers/detail/MXFCodecTable.h"
 #include "zenquor/writers/detail/MXFStreamFormats.h"
 #include "zenquor/writers/detail/NabletMXFWriterState.h"
 
@@ -45,6 +46,10 @@ void setInputBuffers(platform::AudioBufferList& list, const ZQData& audio,
 }
 
 }  // namespace
+
+bool ZQRNabletMXFWriter::isCompatibleWithCodec(FourCC codec) {
+    return detail::mxfCodecForComponent(codec).has_value();
+}
 
 bool ZQRNabletMXFWriter::isXDCAMHD() {
     return xdcamHDSeen().load(std::memory_order_relaxed);

@@ -104,6 +104,8 @@ public:
     /// Profile and codec number that the engine was given; 0 before the file is set up. On the writing thread.
     std::int32_t wrappingKind() const;
     std::int32_t videoEssenceType() const;
+    /// Whether a video codec, by its four-character code, goes into MXF.
+    static bool isCompatibleWithCodec(FourCC codec);
     /// Whether this process has recorded a 1440-wide XDCAM HD code; never cleared, and from then on every recording but
     /// D-10 says a width of 1440.
     static bool isXDCAMHD();
