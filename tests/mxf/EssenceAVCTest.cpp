@@ -169,10 +169,13 @@ TEST(AVCEssence, OrderOfType2IsThatOfDecoding) {
     const Bytes start = join({sequenceWith([](BitWriter& bits) { bits.golomb(2); }), plainParameters,
                               sliceOf('I', 0, true, true)});
     ASSERT_EQ(rig.facts({start}), "0:c4:0");
+    std::uint32_t number = 1;
     for (unsigned n = 1; n < 40; ++n) {
-        const auto facts = rig.add(sliceOf('P', n % 16, true));
+        const bool isReference = n % 3 != 0;
+        const auto facts = rig.add(sliceOf('P', number % 16, isReference));
         ASSERT_TRUE(facts) << rig.why;
         ASSERT_EQ(facts->displayPosition, n);  // also when the frame number has wrapped
+        if (isReference) ++number;
     }
     EXPECT_FALSE(rig.track->isReordered());
     EXPECT_EQ(Described(*rig.track).sub()->integer(Property::AVCDecodingDelay), 0);
@@ -372,7 +375,8 @@ TEST(AVCEssence, IntraFramesWithoutParameterSetsAreDescribedByTheirClass) {
     rig.format.width = 1440;
     rig.format.height = 1080;
     rig.format.isInterlaced = true;
-    EXPECT_EQ(rig.facts({bytesOf("0000000165 888 0c20214f6f0aa")}), "0:84:0");
+    EXPECT_EQ(rig.facts({bytesOf("0000000165 888 0c20214f6f0aa"), bytesOf("0000000161 888 0c20214f6f0aa")}),
+              "0:84:0 1:80:0");
     const Described said(*rig.track);
     EXPECT_EQ(said.raster(), "1920x540 shown 1920x540 layout 1 lines 21,584");
     EXPECT_EQ(said.coding(), "060e2b34.0401010a.04010202.01323102");

@@ -57,8 +57,9 @@ std::optional<AVCSlice> AVCSlice::read(std::span<const std::uint8_t> nal, const 
 AVCPictureOrder::Place AVCPictureOrder::next(const AVCSlice& slice, const AVCSequence& sequence) {
     if (sequence.orderType == 0) return byLowBits(slice, sequence);
     if (sequence.orderType == 1) return byCycle(slice, sequence);
-    const std::int64_t number = frameNumberOffset(slice, sequence) + slice.frameNumber;
-    return {2 * number - (slice.isReference ? 0 : 1), slice.isBottomField};
+    // Type 2 is the order of decoding; the standard's counts leave gaps where pictures are no references.
+    if (slice.isIDR) decoded_ = 0;
+    return {2 * decoded_++, slice.isBottomField};
 }
 
 AVCPictureOrder::Place AVCPictureOrder::byLowBits(const AVCSlice& slice, const AVCSequence& sequence) {

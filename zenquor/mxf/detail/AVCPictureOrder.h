@@ -47,6 +47,7 @@ private:
 
     std::int64_t highOfReference_ = 0;
     std::int64_t lowOfReference_ = 0;
+    std::int64_t decoded_ = 0;  // pictures of type 2 since the last IDR picture
     std::int64_t frameNumberOffset_ = 0;
     std::uint32_t lastFrameNumber_ = 0;
 };
