@@ -238,16 +238,51 @@ TEST_F(DNX, WhatCannotBeCodedIsRefusedWithAReason) {
     EXPECT_EQ(text, "Invalid argument") << "what libavcodec answers passes through";
 }
 
-TEST_F(DNX, PicturesOfAnotherKindThanTheCodecTakesAreRefused) {
+// Grey of all formats stays grey: Y' 16 to 235 is R'G'B' 0 to 255.
+TEST_F(DNX, PicturesOfTheOtherColourFormatAreConverted) {
+    struct Case {
+        std::uint32_t id;
+        FourCC format;
+        bool is10Bit;
+    };
+    for (const Case& c : {Case{1270, pixelFormat2vuy, false}, Case{1270, pixelFormatV210, true},
+                          Case{1272, pixelFormat32ARGB, false}, Case{1271, pixelFormat32ARGB, false}}) {
+        SCOPED_TRACE(testing::Message() << c.id << " " << (c.is10Bit ? 10 : 8));
+        auto p = parametersFor(c.id, 1280, 720, false, c.is10Bit);
+        p.sourceRowBytes = static_cast<std::uint32_t>(rowBytesForPixelFormat(c.format, p.width));
+        Bytes picture(std::size_t{p.sourceRowBytes} * p.height, 128);
+        for (std::size_t i = 0; c.is10Bit && i < picture.size(); i += 4) {
+            const std::uint32_t word = 512 | 512 << 10 | 512 << 20;
+            for (std::size_t k = 0; k < 4; ++k) picture[i + k] = static_cast<std::uint8_t>(word >> (8 * k));
+        }
+        Encoder encoder;
+        ASSERT_EQ(open(p, encoder), DNX_NoError);
+        Status status = DNX_NoError;
+        const Decoded decoded = decode(encodeOne(*encoder, picture, status));
+        ASSERT_EQ(status, DNX_NoError);
+        const bool isRGB = c.id == 1270;
+        const int shift =
+            av_pix_fmt_desc_get(static_cast<AVPixelFormat>(decoded.frame->format))->comp[0].depth - 8;
+        const int wanted[3] = {isRGB ? 130 : 126, isRGB ? 130 : 128, isRGB ? 130 : 128};
+        for (int plane = 0; plane < 3; ++plane) {
+            const auto* const line = decoded.frame->data[plane] + 300 * decoded.frame->linesize[plane];
+            const int value =
+                shift == 0 ? line[300] : reinterpret_cast<const std::uint16_t*>(line)[300] >> shift;
+            EXPECT_NEAR(value, wanted[plane], 1) << plane;
+        }
+    }
+}
+
+TEST_F(DNX, RowsThatHoldNoPictureAndColourFormatsOfOtherCodecsAreRefused) {
     Encoder encoder;
-    auto p = parametersFor(1270, 1920, 1080, false, true);
-    EXPECT_EQ(open(p, encoder), DNX_InputNotSupported) << "R'G'B' of 10 bits";
-    p = parametersFor(1270, 1920, 1080, false);
-    p.sourceRowBytes = 3840;
-    EXPECT_EQ(open(p, encoder), DNX_InputNotSupported) << "rows of 2vuy for R'G'B'";
-    p = parametersFor(1272, 1920, 1080, false);
+    for (const bool is10Bit : {false, true}) {
+        auto p = parametersFor(1270, 1920, 1080, false, is10Bit);
+        p.sourceRowBytes = is10Bit ? 5119 : 3839;
+        EXPECT_EQ(open(p, encoder), DNX_InputNotSupported);
+    }
+    auto p = parametersFor(1272, 1920, 1080, false);
     p.colorFormat = DNX_ColorFormatRGB;
-    EXPECT_EQ(open(p, encoder), DNX_InputNotSupported) << "R'G'B' for 4:2:2";
+    EXPECT_EQ(open(p, encoder), DNX_InvalidParameter);
 }
 
 // Every byte of the record that has one meaning only is set to something else.

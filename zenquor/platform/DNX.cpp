@@ -48,8 +48,9 @@ constexpr ErrorText errorTexts[] = {
      "720p "
      "codecs progressive ones."},
     {DNX_InputNotSupported,
-     "The DNxHD codec takes pictures of another kind: 32-bit R'G'B' for 4:4:4, 8-bit or 10-bit 4:2:2 for all "
-     "others."},
+     "The rows of the picture are too short: the DNxHD encoder takes 8-bit and 10-bit 4:2:2 pictures and "
+     "32-bit ARGB "
+     "pictures."},
     {DNX_SourceTooShort, "The picture has fewer bytes than the DNxHD encoder was set up for."},
     {DNX_OutputTooSmall, "The buffer for the coded DNxHD frame is too small."},
     {DNX_WrongCompressionID, "The DNxHD encoder coded a frame with another compression ID than asked for."},
@@ -126,13 +127,10 @@ Status checkCompression(const Parameters& p, const DNXCompression& compression) 
     const bool isInterlaced = p.scanType == DNX_ScanTypeInterlaced;
     if (!compression.isResolutionIndependent() && isInterlaced != compression.isInterlaced)
         return DNX_WrongScanType;
-    const FourCC format = dnxSourceFormat(p);
     const bool isRGB = p.colorFormat == DNX_ColorFormatRGB;
-    if (format == 0 || isRGB != compression.isRGB()) return DNX_InputNotSupported;
-    // Rows too short for their pixels are those of another pixel format.
-    return dnxSourceRowBytes(p) < rowBytesForPixelFormat(format, p.width)
-               ? static_cast<Status>(DNX_InputNotSupported)
-               : noErr;
+    if (isRGB != compression.isRGB()) return refuse("colorFormat", p.colorFormat);
+    const std::size_t needed = rowBytesForPixelFormat(dnxSourceFormat(p), p.width);
+    return dnxSourceRowBytes(p) < needed ? static_cast<Status>(DNX_InputNotSupported) : noErr;
 }
 
 // The last row need not be padded.

@@ -20,16 +20,17 @@ enum DNX_Status : Status {
     DNX_AdaptiveFieldsNotSupported = -21006,  // compression ID 1260
     DNX_WrongRaster = -21007,                 // the compression ID has another picture size
     DNX_WrongScanType = -21008,               // the compression ID is for the other scan type
-    DNX_InputNotSupported = -21009,           // no packed format for this colour format and input depth
+    DNX_InputNotSupported = -21009,           // the rows are too short for a picture of a known format
     DNX_SourceTooShort = -21010,              // fewer bytes than the rows of a picture
     DNX_OutputTooSmall = -21011,              // less room than the compressed buffer size
     DNX_WrongCompressionID = -21012,          // what was coded bears another compression ID
     DNX_WrongFrameSize = -21013               // what was coded has another size than the format demands
 };
 
-inline constexpr std::uint8_t DNX_ColorFormatYCbCr = 1;
+inline constexpr std::uint8_t DNX_ColorFormatYCbCr = 1;  // of the coded frame
 inline constexpr std::uint8_t DNX_ColorFormatRGB = 2;
-inline constexpr std::uint32_t DNX_InputDepth8 = 1;      // '2vuy', or 32-bit A R G B
+/// Pictures of 8 bits are 32-bit A R G B when their rows have room for four bytes a pixel, else '2vuy'.
+inline constexpr std::uint32_t DNX_InputDepth8 = 1;
 inline constexpr std::uint32_t DNX_InputDepth10 = 1024;  // 'v210'
 inline constexpr std::uint8_t DNX_ScanTypeInterlaced = 1;
 inline constexpr std::uint8_t DNX_ScanTypeProgressive = 64;
@@ -43,7 +44,7 @@ struct DNX_EncodeParameters {
     std::uint32_t width = 0;          // of the picture, pixels and lines
     std::uint32_t height = 0;
     std::uint32_t compressionID = 0;     // of SMPTE ST 2019-1
-    std::uint8_t colorFormat = 0;        // DNX_ColorFormat…
+    std::uint8_t colorFormat = 0;        // DNX_ColorFormat…, that of the compression ID
     std::uint8_t chromaSampling = 0;     // DNxHR: always 2, that of the compression ID
     std::uint8_t colorVolume = 0;        // DNxHR: always 1, ITU-R BT.709
     std::uint8_t bitDepth = 0;           // DNxHR: of the source, 8 or 10
@@ -94,7 +95,9 @@ Status DNX_GetVersion(DNX_Version& version);
 Status DNX_CreateEncoder(const DNX_EncodeParameters& parameters, DNX_EncoderHandle* out);
 /// The size in bytes of every coded frame.
 Status DNX_GetCompressedBufferSize(DNX_EncoderHandle encoder, std::uint32_t* size);
-/// Codes one picture: rows from top to bottom, in the packed format that colour format and input depth name.
+/// Codes one picture: rows from top to bottom, in the packed format that input depth and row length name. R'G'B' and
+/// Y'CbCr become each other with the matrix of the picture's height: ITU-R BT.601 below 720 lines, BT.2020 above
+/// 1080, else BT.709.
 /// @param source          @p sourceLength bytes; the last row may end with its last pixel.
 /// @param output          room for @p outputCapacity bytes, at least the compressed buffer size.
 /// @param compressedSize  what was written; 0 on failure.

@@ -20,6 +20,11 @@ constexpr EncoderRow row = [] {
     return made;
 }();
 
+YCbCrMatrix matrixForHeight(std::uint32_t height) {
+    if (height < 720) return YCbCrMatrix::ITU_R_601_4;
+    return height <= 1080 ? YCbCrMatrix::ITU_R_709_2 : YCbCrMatrix::ITU_R_2020;
+}
+
 std::uint32_t codedWidth(const DNX_EncodeParameters& parameters, const DNXCompression& compression) {
     return compression.isResolutionIndependent() ? parameters.width : compression.width;
 }
@@ -27,9 +32,11 @@ std::uint32_t codedWidth(const DNX_EncodeParameters& parameters, const DNXCompre
 }  // namespace
 
 FourCC dnxSourceFormat(const DNX_EncodeParameters& parameters) {
-    if (parameters.colorFormat == DNX_ColorFormatRGB)
-        return parameters.inputDepth == DNX_InputDepth8 ? pixelFormat32ARGB : 0;
-    return parameters.inputDepth == DNX_InputDepth8 ? pixelFormat2vuy : pixelFormatV210;
+    if (parameters.inputDepth != DNX_InputDepth8) return pixelFormatV210;
+    const bool isRowOfRGB =
+        parameters.sourceRowBytes >= rowBytesForPixelFormat(pixelFormat32ARGB, parameters.width);
+    const bool isRGBExpected = parameters.sourceRowBytes == 0 && parameters.colorFormat == DNX_ColorFormatRGB;
+    return isRowOfRGB || isRGBExpected ? pixelFormat32ARGB : pixelFormat2vuy;
 }
 
 std::size_t dnxSourceRowBytes(const DNX_EncodeParameters& parameters) {
@@ -44,6 +51,7 @@ DNXFrameEncoder::DNXFrameEncoder(const DNX_EncodeParameters& parameters, const D
       frameBytes_(dnxFrameBytes(compression, parameters.width, parameters.height)),
       sourceFormat_(dnxSourceFormat(parameters)) {
     settings_.set(CompressionProperty::FieldCount, std::int64_t{compression.isInterlaced ? 2 : 1});
+    settings_.set(CompressionProperty::YCbCrMatrix, matrixForHeight(parameters.height));
 }
 
 Status DNXFrameEncoder::open() {

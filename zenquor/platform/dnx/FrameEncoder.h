@@ -36,9 +36,9 @@ private:
     std::optional<PictureConverter> converter_;
 };
 
-/// The packed format of a colour format and an input depth; 0 when there is none.
+/// The packed format that the parameters' input depth and row length name.
 FourCC dnxSourceFormat(const DNX_EncodeParameters& parameters);
-/// Bytes from row to row, the smallest where the parameters say 0.
+/// Bytes from row to row, those of the usual picture where the parameters say 0.
 std::size_t dnxSourceRowBytes(const DNX_EncodeParameters& parameters);
 
 }  // namespace zenquor::platform::detail
