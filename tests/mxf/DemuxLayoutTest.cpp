@@ -136,7 +136,7 @@ TEST(DemuxFormat, FindsElementsThatTheirTrackDoesNotName) {
 
 TEST(DemuxFormat, GivesNoParserForADataTrackWithoutElementsAndPutsPacketsInFront) {
     FileRecipe recipe;
-    recipe.hasTimedText = true;
+    recipe.hasEmptyTrack = true;
     DemuxRig rig(recipe.build());
     ASSERT_EQ(rig.open(), StatusOK);
     ASSERT_EQ(rig.info().streamCount, 4);

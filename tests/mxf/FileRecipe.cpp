@@ -102,15 +102,16 @@ enum Instance : std::uint8_t {
     pictureTrack,
     soundTrack,
     dataTrack,
-    textTrack,
+    emptyTrack,
     pictureSequence,
     soundSequence,
     dataSequence,
-    textSequence,
+    emptySequence,
     several,
     pictureDescriptor,
     soundDescriptor,
-    dataDescriptor
+    dataDescriptor,
+    emptyDescriptor
 };
 
 struct TrackFacts {
@@ -383,11 +384,15 @@ private:
                         .add(0x3D0A, be(2, 2))
                         .add(0x3D09, be(96000, 4))
                         .bytes();
-        return out + Set("01015c00", dataDescriptor)
-                         .add(0x3006, be(3001, 4))
-                         .add(0x3001, rate)
-                         .add(0x3004, label("09", "020e0000"))
-                         .bytes();
+        const auto packets = [&](std::uint8_t instance, std::uint32_t trackID) {
+            return Set("01015c00", instance)
+                .add(0x3006, be(trackID, 4))
+                .add(0x3001, rate)
+                .add(0x3004, label("09", "020e0000"))
+                .bytes();
+        };
+        if (recipe_.isEmptyTrackOfPackets) out = out + packets(emptyDescriptor, 3000);
+        return out + packets(dataDescriptor, 3001);
     }
 
     Bytes sourcePackage(std::uint8_t instance, std::uint8_t number, const Bytes& tracks,
@@ -417,15 +422,18 @@ private:
         const Bytes multiple =
             Set("01014400", several)
                 .add(0x3001, be(25, 4) + be(1, 4))
-                .add(0x3F01, Set::references({pictureDescriptor, soundDescriptor, dataDescriptor}))
+                .add(0x3F01, recipe_.isEmptyTrackOfPackets
+                                 ? Set::references(
+                                       {pictureDescriptor, soundDescriptor, dataDescriptor, emptyDescriptor})
+                                 : Set::references({pictureDescriptor, soundDescriptor, dataDescriptor}))
                 .bytes();
         if (recipe_.isSecondBody) {
             return multiple + essenceDataSet(essenceData, 2, 1) + essenceDataSet(essenceData2, 3, 7) +
                    sourcePackage(source, 2, Set::references({pictureTrack, soundTrack}), several) +
                    sourcePackage(source2, 3, Set::references({dataTrack}), dataDescriptor);
         }
-        const Bytes tracks = recipe_.hasTimedText
-                                 ? Set::references({textTrack, soundTrack, pictureTrack, dataTrack})
+        const Bytes tracks = recipe_.hasEmptyTrack
+                                 ? Set::references({emptyTrack, soundTrack, pictureTrack, dataTrack})
                                  : Set::references({soundTrack, pictureTrack, dataTrack});
         return multiple + essenceDataSet(essenceData, 2, 1) + sourcePackage(source, 2, tracks, several);
     }
@@ -458,7 +466,7 @@ private:
                            recipe_.isPictureClip ? 0x15010600u : 0x15010500u, "01000000"});
         out = out + track({soundTrack, soundSequence, 2001, recipe_.isClip ? 0x16010200u : 0x16010100u,
                            "02000000"});
-        if (recipe_.hasTimedText) out = out + track({textTrack, textSequence, 3000, 0, "03000000"});
+        if (recipe_.hasEmptyTrack) out = out + track({emptyTrack, emptySequence, 3000, 0, "03000000"});
         return out + track({dataTrack, dataSequence, 3001, recipe_.dataTrackNumber, "03000000"});
     }
 

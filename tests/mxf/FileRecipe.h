@@ -40,7 +40,8 @@ struct FileRecipe {
     int clipSamples = 1920;                      // of sound in an edit unit of it
     bool isPictureClip = false;                  // the same of pictures, with an index
     std::uint32_t dataTrackNumber = 0x17010201;  // as the metadata tell it
-    bool hasTimedText = false;                   // a data track without elements in front of the other
+    bool hasEmptyTrack = false;                  // a data track without elements in front of the other
+    bool isEmptyTrackOfPackets = false;          // and described as one of ancillary packets
     std::uint32_t rateNumerator = 25;
     std::uint32_t rateDenominator = 1;
     std::function<Bytes(int)> data;  // elements of the data track; some bytes where there is none
