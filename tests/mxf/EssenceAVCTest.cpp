@@ -272,6 +272,19 @@ TEST(AVCEssence, APictureIsOfTheTypeOfItsMostDependentSlice) {
               "0:c4:0 1:22:-1 2:00:-2");  // an I picture that is no entry still goes back to one
 }
 
+TEST(AVCEssence, RecoveryPointsWithoutDelayAreEntriesAndOthersAreNot) {
+    EssenceRig rig(codec::avcLongGOP);
+    const Bytes start = join({sequenceWith([](BitWriter& bits) { bits.golomb(2); }), plainParameters,
+                              sliceOf('I', 0, true, true)});
+    // Supplemental information: type 6, one byte; a user text of 3 bytes stands in front of the second.
+    const Bytes atOnce = bytesOf("00000001060601c480"), behindText = bytesOf("0000000106050361626306 01c480");
+    const Bytes inThree = bytesOf("000000010606012480"), otherInformation = bytesOf("00000001060101c480");
+    EXPECT_EQ(rig.facts({start, sliceOf('P', 1, true), join({atOnce, sliceOf('I', 2, true)}),
+                         join({behindText, sliceOf('I', 3, true)}), join({inThree, sliceOf('I', 4, true)}),
+                         join({otherInformation, sliceOf('I', 5, true)})}),
+              "0:c4:0 1:22:-1 2:80:0 3:80:0 4:00:-1 5:00:-2");
+}
+
 TEST(AVCEssence, SlicesBeforeTheirParameterSetsAreRefused) {
     EssenceRig rig(codec::avcLongGOP);
     EXPECT_EQ(rig.facts({sliceOf('P', 1, true), bytesOf("000000010910"), {}}), "refused refused refused");

@@ -40,6 +40,7 @@ std::optional<VC3Header> VC3Header::read(std::span<const std::uint8_t> sample, s
     constexpr std::uint32_t depths[] = {8, 8, 10, 12, 8, 8, 8, 8};
     header.depth = depths[sample[placeDepth] >> 5];
     header.is444 = (sample[placeColor] & 0x40) != 0;
+    header.isRGB = header.is444 && (sample[placeColor] & 1) == 0;
     header.colorVolume = sample[placeColor] >> 1 & 3;
     return header;
 }
@@ -69,6 +70,8 @@ MetadataSet& VC3Track::describe(HeaderMetadata& metadata) const {
     picture.horizontalSubsampling = header_.is444 ? 1 : 2;
     constexpr std::array<ColorCodes, 4> colors{{{1, 1, 1}, {9, 14, 9}, {9, 14, 10}, {}}};
     picture.color = colors[header_.colorVolume];
+    constexpr std::uint32_t equationsOfRGB = 0;
+    if (header_.isRGB) picture.color.equations = equationsOfRGB;
     UL coding = codingTemplate;
     coding[13] = static_cast<std::uint8_t>(header_.compressionID - idOfCodingByte0);
     return addDescriptor(metadata, SetKind::CDCIEssenceDescriptor, coding, picture);

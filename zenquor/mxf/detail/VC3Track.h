@@ -13,6 +13,7 @@ struct VC3Header {
     bool isInterlaced = false;
     std::uint32_t depth = 8;
     bool is444 = false;
+    bool isRGB = false;
     std::uint32_t colorVolume = 3;  // 0: 709, 1: 2020 non-constant, 2: 2020 constant luminance, 3: not told
 
     /// Whether one size of frame belongs to the identifier, whatever the raster.
