@@ -273,6 +273,26 @@ TEST_F(DNX, PicturesOfTheOtherColourFormatAreConverted) {
     }
 }
 
+// Pure Cr on grey moves green by 2(1-Kr)Kr/Kg of it: 0.7141 by BT.601, 0.4681 by BT.709, 0.5714 by BT.2020.
+TEST_F(DNX, TheMatrixOfAConversionFollowsThePicturesHeight) {
+    for (const auto& [width, height, green] :
+         {std::tuple{720U, 576U, 0.7141}, {1280U, 720U, 0.4681}, {3840U, 2160U, 0.5714}}) {
+        SCOPED_TRACE(height);
+        auto p = parametersFor(1270, width, height, false);
+        p.sourceRowBytes = width * 2;
+        Bytes picture(std::size_t{width} * 2 * height, 128);
+        for (std::size_t i = 2; i < picture.size(); i += 4) picture[i] = 128 + 56;
+        Encoder encoder;
+        ASSERT_EQ(open(p, encoder), DNX_NoError);
+        Status status = DNX_NoError;
+        const Decoded decoded = decode(encodeOne(*encoder, picture, status));
+        ASSERT_EQ(status, DNX_NoError);
+        const auto* const line = decoded.frame->data[0] + 100 * decoded.frame->linesize[0];
+        const double wanted = 112 * 255 / 219.0 - green * 56 * 255 / 224;
+        EXPECT_NEAR(reinterpret_cast<const std::uint16_t*>(line)[100] / 4.0, wanted, 2);
+    }
+}
+
 TEST_F(DNX, RowsThatHoldNoPictureAndColourFormatsOfOtherCodecsAreRefused) {
     Encoder encoder;
     for (const bool is10Bit : {false, true}) {

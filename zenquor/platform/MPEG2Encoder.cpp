@@ -175,6 +175,7 @@ Status MPEG2Encoder::Implementation::setOptions(AVCodecContext& c) const {
 }
 
 Status MPEG2Encoder::Implementation::encode(const PixelBuffer& buffer, const Output& output) {
+    if (submitted == 0) picture.adoptDefaults(buffer, {});
     av_frame_unref(frame.get());
     if (const Status status = converter->convert(buffer, *frame); status != noErr) return status;
     frame->pts = submitted;

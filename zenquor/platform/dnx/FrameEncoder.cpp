@@ -51,7 +51,6 @@ DNXFrameEncoder::DNXFrameEncoder(const DNX_EncodeParameters& parameters, const D
       frameBytes_(dnxFrameBytes(compression, parameters.width, parameters.height)),
       sourceFormat_(dnxSourceFormat(parameters)) {
     settings_.set(CompressionProperty::FieldCount, std::int64_t{compression.isInterlaced ? 2 : 1});
-    settings_.set(CompressionProperty::YCbCrMatrix, matrixForHeight(parameters.height));
 }
 
 Status DNXFrameEncoder::open() {
@@ -95,7 +94,12 @@ Status DNXFrameEncoder::sendPicture(std::span<const std::uint8_t> source) {
         parameters_.width, parameters_.height, sourceFormat_, const_cast<std::uint8_t*>(source.data()),
         dnxSourceRowBytes(parameters_), [] {}, picture);
     av_frame_unref(frame_.get());
-    if (status == noErr) status = converter_->convert(*picture, *frame_);
+    if (status == noErr) {
+        PixelBuffer::Attachments tags;
+        tags.yCbCrMatrix = matrixForHeight(parameters_.height);
+        picture->setAttachments(tags);
+        status = converter_->convert(*picture, *frame_);
+    }
     if (status == noErr) status = avcodec_send_frame(context_.get(), frame_.get());
     av_frame_unref(frame_.get());
     return status;
