@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "../media/LogCapture.h"
 #include "MuxRig.h"
@@ -218,16 +219,52 @@ TEST(Mux, RefusesOperationsOutOfOrderAndFilesThatHoldSomething) {
     EXPECT_EQ(rig.open(), StatusBadArgument);
     EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusOK);
     EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), nullptr, format), StatusBadArgument);
+    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusBadArgument);  // a second time
+    TestStream another;
     format.editRate = 50;
-    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusBadArgument);
+    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &another, format), StatusBadArgument);
     format.editRate = 25, format.codec = 4711;
-    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusUnknownEssence);
+    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &another, format), StatusUnknownEssence);
     EXPECT_EQ(stream.send(sample(3840, 1), 0), 0);
     format.codec = codec::pcmWave;
-    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusBadArgument);
+    EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &another, format), StatusBadArgument);
     EXPECT_EQ(rig.muxer->close(), StatusOK);
     EXPECT_EQ(rig.muxer->close(), StatusBadArgument);
     expectClosed(rig.walk());
+}
+
+/// A file that forgets what it is given.
+FileFunctions nowhere() {
+    FileFunctions table;
+    table.open = [](FileHandle*, const char*, void*) { return 0; };
+    table.seek = [](FileHandle, std::int64_t, void*) { return 0; };
+    table.close = [](FileHandle*, void*) { return 0; };
+    table.write = [](FileHandle, const std::uint8_t*, std::int64_t count, void*) { return count; };
+    return table;
+}
+
+TEST(Mux, KeepsTwentyBytesAFrame) {
+    Muxer muxer(nullptr);
+    MuxSettings settings;
+    settings.usesFileFunctions = 1;
+    settings.file = nowhere();
+    settings.partitionSeconds = 0;
+    ASSERT_EQ(muxer.open("nowhere", settings), StatusOK);
+    TestStream images, sounds;
+    ASSERT_EQ(muxer.addTrack(&images, std::make_unique<ScriptedTrack>(picture()), {25, 1}), StatusOK);
+    ASSERT_EQ(muxer.addTrack(&sounds, std::make_unique<ScriptedTrack>(sound(1920)), {25, 1}), StatusOK);
+    const Bytes image = sample(3000, 1), portion = sample(1920, 2);
+    const auto send = [&](std::int64_t first, std::int64_t last) {
+        for (std::int64_t n = first; n < last; ++n) images.send(image, n), sounds.send(portion, n);
+    };
+    send(0, 100);
+    const auto before = mallinfo2().uordblks;
+    if (before == 0) GTEST_SKIP() << "a sanitizer's allocator does not count";
+    send(100, 50100);
+    const auto grown = mallinfo2().uordblks - before;
+    EXPECT_GT(grown, 50000u * 19);
+    EXPECT_LT(grown, 50000u * 22);
+    EXPECT_EQ(muxer.close(), StatusOK);
 }
 
 }  // namespace

@@ -59,30 +59,32 @@ Status Muxer::open(const char* utf8Path, const MuxSettings& settings) {
         settings.usesFileFunctions == 1 ? settings.file : FileFunctions::system();
     const Status opened = file_.open(functions, utf8Path);
     settings_ = settings;
-    if (opened == StatusCannotOpen && logger_)
-        logger_->DoLogError("The file {} cannot be created, or holds something already", utf8Path);
+    if (opened == StatusCannotOpen)
+        return refuse(opened,
+                      fmt::format("The file {} cannot be created, or holds something already", utf8Path));
     return opened;
 }
 
 Status Muxer::addStream(InputStream* stream, const StreamFormat& format) {
     if (stream == nullptr || !file_.isOpen()) return StatusBadArgument;
     const auto editRate = detail::exactEditRate(format.editRate > 0 ? format.editRate : format.frameRate);
-    if (!editRate) return StatusBadArgument;
+    if (!editRate) return refuse(StatusBadArgument, "A stream has no edit rate that a file can have");
     EssenceTrack::Context context;
     context.profile = settings_.profile;
     context.editRate = *editRate;
     context.dropsFrames = settings_.dropFrame;
     auto track = EssenceTrack::create(format, context);
     if (track) return addTrack(stream, std::move(track), *editRate);
-    if (logger_)
-        logger_->DoLogError("No mapping is known for codec {} in a stream of kind {}", format.codec,
-                            format.streamKind);
-    return StatusUnknownEssence;
+    return refuse(StatusUnknownEssence, fmt::format("No mapping is known for codec {} in a stream of kind {}",
+                                                    format.codec, format.streamKind));
 }
 
 Status Muxer::addTrack(InputStream* stream, std::unique_ptr<EssenceTrack> track, Rational editRate) {
     if (stream == nullptr || !file_.isOpen() || timeStamp_ || growing_) return StatusBadArgument;
-    if (!streams_.empty() && editRate != editRate_) return StatusBadArgument;
+    if (!streams_.empty() && editRate != editRate_)
+        return refuse(StatusBadArgument, "All streams of a file have one edit rate");
+    if (std::ranges::any_of(streams_, [&](const Stream& each) { return each.input == stream; }))
+        return refuse(StatusBadArgument, "A stream is added twice");
     editRate_ = editRate;
     Stream added;
     added.input = stream;
@@ -262,7 +264,15 @@ Status Muxer::finish() {
 }
 
 void Muxer::detach() {
-    for (const Stream& stream : streams_) stream.input->setListener(nullptr);
+    for (Stream& stream : streams_) {
+        if (InputStream* const input = std::exchange(stream.input, nullptr)) input->setListener(nullptr);
+    }
+}
+
+/// Tells why an operation is not done; the muxer can be used as before.
+Status Muxer::refuse(Status status, std::string_view sentence) const {
+    if (logger_) logger_->DoLogError("{}", sentence);
+    return status;
 }
 
 Status Muxer::fail(Status status, std::string_view sentence) {

@@ -64,6 +64,7 @@ private:
     Status start(bool hasEssence);
     Status finish();
     void detach();
+    Status refuse(Status status, std::string_view sentence) const;
     Status fail(Status status, std::string_view sentence);
 
     ZQRMXFLoggerPtr logger_;
