@@ -242,6 +242,44 @@ TEST(AVCEssence, CroppingIsCountedInSamplesOfTheColours) {
     }
 }
 
+TEST(AVCEssence, FullRangeShowsInTheLevels) {
+    BitWriter bits;  // Main, 352 x 288, order of decoding, usability information with the range alone
+    bits.bits(77, 8)
+        .bits(0, 8)
+        .bits(30, 8)
+        .golomb(0)
+        .golomb(0)
+        .golomb(2)
+        .golomb(2)
+        .bits(0, 1)
+        .golomb(21)
+        .golomb(17);
+    bits.bits(0b1101, 4).bits(0b001, 3).bits(5, 3).bits(0b10, 2).bits(0, 6);
+    EssenceRig rig(codec::avcLongGOP);
+    rig.facts({join({bytesOf("0000000167"), bits.finish(), plainParameters, sliceOf('I', 0, true, true)})});
+    const Described said(*rig.track);
+    EXPECT_EQ(said[Property::BlackRefLevel], 0);
+    EXPECT_EQ(said[Property::WhiteReflevel], 255);
+    EXPECT_EQ(said[Property::ColorRange], 256);
+}
+
+TEST(AVCEssence, PaddingDoesNotMakeParameterSetsDiffer) {
+    const Bytes sequence = sequenceWith([](BitWriter& bits) { bits.golomb(2); });
+    const Bytes key = sliceOf('I', 0, true, true);
+    for (const bool differ : {false, true}) {
+        EssenceRig rig(codec::avcLongGOP);
+        Bytes other = sequence;
+        if (differ) other[7] ^= 1;  // the level
+        rig.facts({join({sequence, plainParameters, key}),
+                   join({other, Bytes(100), plainParameters, Bytes(9), key}),
+                   join({sequence, plainParameters, key})});
+        const Described said(*rig.track);
+        const MetadataSet* sub = said.sub();
+        EXPECT_EQ(sub->integer(Property::AVCSequenceParameterSetFlag), differ ? 0x30 : 0xB0);
+        EXPECT_EQ(sub->integer(Property::AVCPictureParameterSetFlag), 0xB0);
+    }
+}
+
 TEST(AVCEssence, LowBitsOfTheOrderWrapInBothDirections) {
     detail::AVCSequence sequence;
     sequence.orderLowBits = 4;

@@ -162,6 +162,15 @@ TEST(MPEG2Essence, TheFormatsAspectRatioCountsAboveTheEssenceAndItsSizeOnlyWitho
     EXPECT_EQ(Described(*rig.track).aspect(), "4:3");
 }
 
+TEST(MPEG2Essence, ASecondRasterIsTold) {
+    EssenceRig rig(codec::mpeg2Video);
+    rig.facts({picture(0, 'I', sequence422 + closedGroup), picture(0, 'I', sequence422HL + closedGroup)});
+    EXPECT_EQ(Described(*rig.track)[Property::SingleSequence], 1);
+    rig.facts({picture(0, 'I', sequence420 + closedGroup)});
+    EXPECT_EQ(Described(*rig.track)[Property::SingleSequence], 0);
+    EXPECT_EQ(Described(*rig.track)[Property::StoredWidth], 1920);
+}
+
 TEST(MPEG2Essence, StreamsOfIPicturesAloneAreLabelledSo) {
     EssenceRig rig(codec::mpeg2Video);
     rig.facts({picture(0, 'I', sequence422HL + closedGroup), picture(0, 'I', sequence422HL + closedGroup)});
@@ -178,6 +187,9 @@ TEST(MPEG2Essence, WhatIsNoPictureIsRefusedWithASentence) {
     EXPECT_FALSE(rig.add(bytesOf(sequence422 + closedGroup)));
     EXPECT_EQ(rig.why, "it holds no MPEG-2 picture header");
     EXPECT_FALSE(rig.add(pictureHeader(0, 'I')));
+    EXPECT_EQ(rig.why, "its MPEG-2 picture is cut off or of an unknown type");
+    EXPECT_FALSE(
+        rig.add(bytesOf("00000100 0027fff8" + slice)));  // a picture of DC coefficients, which MPEG-2 has not
     EXPECT_EQ(rig.why, "its MPEG-2 picture is cut off or of an unknown type");
     EXPECT_EQ(rig.facts({picture(0, 'I', sequence422)}), "0:c0:0");  // what was refused does not count
 }
