@@ -200,8 +200,8 @@ TEST(Mux, LeavesAValidFileWhenNoSampleEverCame) {
 TEST(Mux, RefusesOperationsOutOfOrderAndFilesThatHoldSomething) {
     EXPECT_EQ(mxfMuxClose(nullptr), StatusBadArgument);
     mxfMuxFree(nullptr);
+    TestStream stream, another;
     Rig rig;
-    TestStream stream;
     StreamFormat format;
     format.streamKind = streamKindAudio;
     format.codec = codec::pcmWave;
@@ -220,7 +220,6 @@ TEST(Mux, RefusesOperationsOutOfOrderAndFilesThatHoldSomething) {
     EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusOK);
     EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), nullptr, format), StatusBadArgument);
     EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &stream, format), StatusBadArgument);  // a second time
-    TestStream another;
     format.editRate = 50;
     EXPECT_EQ(mxfMuxAddInputStream(rig.muxer.get(), &another, format), StatusBadArgument);
     format.editRate = 25, format.codec = 4711;
@@ -244,13 +243,13 @@ FileFunctions nowhere() {
 }
 
 TEST(Mux, KeepsTwentyBytesAFrame) {
+    TestStream images, sounds;  // outlive the muxer
     Muxer muxer(nullptr);
     MuxSettings settings;
     settings.usesFileFunctions = 1;
     settings.file = nowhere();
     settings.partitionSeconds = 0;
     ASSERT_EQ(muxer.open("nowhere", settings), StatusOK);
-    TestStream images, sounds;
     ASSERT_EQ(muxer.addTrack(&images, std::make_unique<ScriptedTrack>(picture()), {25, 1}), StatusOK);
     ASSERT_EQ(muxer.addTrack(&sounds, std::make_unique<ScriptedTrack>(sound(1920)), {25, 1}), StatusOK);
     const Bytes image = sample(3000, 1), portion = sample(1920, 2);
