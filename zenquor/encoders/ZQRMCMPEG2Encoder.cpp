@@ -169,16 +169,23 @@ bool ZQRMCMPEG2Encoder::encodeFrame(const ZQRFramePtr& frame, ZQErrorPtr* error)
     times_.push_back(frame->relativeFrameTime());
     const Status status =
         encoder_->encode(*picture, [this](const MPEG2Picture& coded) { pictureOut(coded); });
-    while (times_.size() > keptTimes) {
-        times_.pop_front();
-        ++firstTimeIndex_;
+    if (status == platform::noErr) {
+        forgetOldTimes();
+        return true;
     }
-    if (status == platform::noErr) return true;
-    // The frame stays with the caller.
+    // The frame stays with the caller, its picture is not in the stream.
+    times_.pop_back();
     std::erase(pending_, frame);
     return fail(
         error, encoderError(ZQRVideoEncoderErrorWrongState,
                             fmt::format("ZQRMCMPEG2Encoder failed to encode a frame with error {}", status)));
+}
+
+void ZQRMCMPEG2Encoder::forgetOldTimes() {
+    while (times_.size() > keptTimes) {
+        times_.pop_front();
+        ++firstTimeIndex_;
+    }
 }
 
 std::int64_t ZQRMCMPEG2Encoder::timeOfPicture(std::int64_t index) const {

@@ -12,9 +12,9 @@
 
 namespace zenquor {
 
-/// The user default that trades speed for quality, an integer read when an encoder sees its first frame: 0 (or absent)
-/// live; 1 balanced, which weighs the modes of macroblocks and takes two to three times as long; 2 quality, which
-/// weighs coefficients and takes about six times as long. Values beyond count as the nearest.
+/// The user default that trades speed for quality, an integer read when an encoder sees its first frame:
+/// 0 (or absent) live; 1 balanced, which weighs the modes of macroblocks and takes two to three times as long;
+/// 2 quality, which weighs coefficients and takes about six times as long. Values beyond count as the nearest.
 inline constexpr std::string_view ZQRXDCAMEncoderPerformanceDefault = "xdcamEncoderPerformance";
 
 /// Codes long-GOP MPEG-2 of constant bit rate: raster, scanning, chroma, bit rate and GOP as the code has them.
@@ -55,6 +55,7 @@ private:
     void describePicture(const ZQRFrame& frame, const platform::PixelBuffer& picture,
                          platform::MPEG2Settings& settings) const;
     void pictureOut(const platform::MPEG2Picture& coded);
+    void forgetOldTimes();
     std::int64_t timeOfPicture(std::int64_t index) const;
 
     mutable std::mutex mutex_;  // over the preferences
