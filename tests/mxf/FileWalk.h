@@ -204,6 +204,8 @@ private:
         for (std::uint64_t s = 0; s < slices; ++s)
             e.slices.push_back(static_cast<std::uint32_t>(number(at + 11 + 4 * s, 4)));
         const auto [place, isNew] = index.emplace(static_cast<std::int64_t>(unit), e);
+        if (!isNew && partitions.back().kind != 4)
+            fault("edit unit {} is indexed again in front of the footer", unit);
         if (!isNew && place->second != e) fault("edit unit {} is indexed in two ways", unit);
     }
 

@@ -47,16 +47,18 @@ TEST(Mux, KeepsUnitsOfOneSizeWhateverTheCadenceOfTheSoundAndIndexesThemInTheHead
     constant.constantBytes = 120000;
     TestStream& images = rig.add(constant);
     TestStream& left = rig.add(sound(1602 * 3));
+    TestStream& tight = rig.add(sound(487));  // with its key and length just under a step of the grid
     const std::size_t cadence[] = {1602, 1601, 1602, 1601, 1602};
     for (int n = 0; n < 10; ++n) {
         images.send(sample(n == 7 ? 119990 : 120000, 1), n);
         left.send(sample(cadence[n % 5] * 3, 2), n);
+        tight.send(sample(487 - static_cast<std::size_t>(n), 3), n);
     }
     EXPECT_EQ(FileWalk(rig.file.bytes).constantDuration, 0);
     ASSERT_EQ(rig.muxer->close(), StatusOK);
     const FileWalk walk = rig.walk();
     expectClosed(walk);
-    EXPECT_EQ(walk.constantBytes, 512u + 120320u + 5120u);
+    EXPECT_EQ(walk.constantBytes, 512u + 120320u + 5120u + 1024u);
     EXPECT_EQ(walk.constantDuration, 10);
     EXPECT_NE(walk.partitions[0].indexSID, 0u);
     EXPECT_TRUE(walk.index.empty());
@@ -140,6 +142,27 @@ TEST(Mux, ClosesGapsSoThatPictureSoundAndTimecodeStayTogether) {
         EXPECT_EQ(unit[3].value.size(), gap.missingStream == 2 ? 2u : 1920u);
         EXPECT_EQ(log.take().size(), gap.isTold ? 1u : 0u);
     }
+}
+
+TEST(Mux, TellsAGapOnceHoweverLongItIs) {
+    LogCapture log(ZLGLevel::Default);
+    Rig rig;
+    rig.muxer = std::make_unique<Muxer>(ZQRMXFLogger::loggerWithMode(ZQRMXFLogger::Mode::Forwarding));
+    ASSERT_EQ(rig.open(), StatusOK);
+    TestStream& images = rig.add(picture());
+    TestStream& sounds = rig.add(sound(1920));
+    const bool hasSound[] = {true, false, false, false, true, false, true};
+    for (int n = 0; n < 7; ++n) {
+        images.send(sample(9, 1), n);
+        if (hasSound[n]) sounds.send(sample(1920, 1), n);
+    }
+    ASSERT_EQ(rig.muxer->close(), StatusOK);
+    const auto lines = log.take();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].second,
+              "NabletMXF Warning: Sound has no sample in edit unit 1 (time stamp 1): silence is stored");
+    EXPECT_EQ(lines[1].second,
+              "NabletMXF Warning: Sound has no sample in edit unit 5 (time stamp 5): silence is stored");
 }
 
 TEST(Mux, EndsARecordingWithTheFirstSampleThatDoesNotFitAndTellsItOnce) {

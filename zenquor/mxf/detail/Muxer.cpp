@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "zenquor/mxf/detail/EditRate.h"
+#include "zenquor/mxf/detail/ItemKeys.h"
 #include "zenquor/mxf/detail/Labels.h"
 #include "zenquor/mxf/detail/TimecodeLabel.h"
 
@@ -27,17 +28,13 @@ bool standsAlone(const EssenceTrack& track, const detail::UnitFacts& facts) {
     return !track.isReordered() && facts.keyFrameOffset == 0 && (facts.flags & predicted) == 0;
 }
 
-/// The last four bytes of an element's key.
-std::uint32_t numberOf(const detail::UL& key) {
-    return std::uint32_t{key[12]} << 24 | std::uint32_t{key[13]} << 16 | std::uint32_t{key[14]} << 8 |
-           key[15];
-}
-
 detail::GrowingFile::Options fileOptions(const MuxSettings& settings, Rational editRate) {
     detail::GrowingFile::Options options;
     const double rate = static_cast<double>(editRate.numerator) / editRate.denominator;
+    // A partition of 240 frames would exceed ten seconds at 23.98.
     if (settings.partitionSeconds > 0 && settings.partitionSeconds < 1e6)
-        options.partitionUnits = std::max<std::int64_t>(1, std::llround(settings.partitionSeconds * rate));
+        options.partitionUnits =
+            std::max<std::int64_t>(1, std::llround(std::floor(settings.partitionSeconds * rate + 1e-6)));
     options.headerUpdateUnits = settings.headerUpdateFrames;
     options.headerReserveBytes = settings.headerReserveBytes;
     options.closesHeader = settings.headerRule != MuxSettings::headerRuleNoSeek;
@@ -220,7 +217,8 @@ Status Muxer::start(bool hasEssence) {
     for (const Stream& stream : streams_) tracks.push_back(stream.track.get());
     const auto keys = detail::elementKeys(tracks);
     std::vector<detail::PackageGraph::TrackEntry> entries;
-    for (std::size_t i = 0; i < tracks.size(); ++i) entries.push_back({tracks[i], numberOf(keys[i])});
+    for (std::size_t i = 0; i < tracks.size(); ++i)
+        entries.push_back({tracks[i], detail::trackNumberOf(keys[i])});
     graph_ = std::make_unique<detail::PackageGraph>(settings_, editRate_, std::move(entries));
 
     detail::SystemItem::Items items;
