@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "zenquor/mxf/detail/Labels.h"
+
 namespace zenquor::mxf::detail {
 namespace {
 
@@ -23,6 +25,12 @@ std::uint32_t roomFor(std::uint32_t constantBytes) {
     return constantBytes == 0
                ? 0
                : alignedUp(KLVHeader::largest + std::uint64_t{constantBytes} + KLVHeader::largest);
+}
+
+bool hasConstantUnits(std::span<EssenceTrack* const> tracks) {
+    return std::ranges::all_of(tracks, [](const EssenceTrack* track) {
+        return track->constantBytes() != 0 && !track->isReordered();
+    });
 }
 
 }  // namespace
@@ -51,21 +59,24 @@ ContentPackage::ContentPackage(std::span<EssenceTrack* const> tracks, Rational e
     DeltaEntry next{0, 0, systemItemRoom};
     const std::vector<UL> keys = elementKeys(tracks);
     std::uint64_t total = systemItemRoom;
-    bool isConstant = true;
+    const bool isConstant = hasConstantUnits(tracks);
     for (std::size_t i = 0; i < tracks.size(); ++i) {
-        addElement(*tracks[i], keys[i], next);
+        // Where units have entries anyway, pictures get the room that they take: one that is larger than
+        // promised does no harm.
+        const bool isPicture = tracks[i]->dataDefinition() == labels::pictureDefinition;
+        addElement(*tracks[i], keys[i], isPicture && !isConstant ? 0 : roomFor(tracks[i]->constantBytes()),
+                   next);
         total += elements_.back().room;
-        isConstant = isConstant && elements_.back().room != 0 && !tracks[i]->isReordered();
     }
     layout_.sliceCount = layout_.deltas.back().slice;
-    // Beyond 32 bits a size cannot be told in one number; entries can.
     if (isConstant && total <= 0xFFFFFFFF) layout_.editUnitBytes = static_cast<std::uint32_t>(total);
 }
 
-void ContentPackage::addElement(const EssenceTrack& track, const UL& key, DeltaEntry& next) {
+void ContentPackage::addElement(const EssenceTrack& track, const UL& key, std::uint32_t room,
+                                DeltaEntry& next) {
     Element element;
     element.key = key;
-    element.room = roomFor(track.constantBytes());
+    element.room = room;
     element.startsSlice = next.slice != layout_.deltas.back().slice;
     next.posTableIndex = track.isReordered() ? -1 : 0;
     layout_.deltas.push_back(next);

@@ -52,7 +52,7 @@ private:
         bool startsSlice = false;
     };
 
-    void addElement(const EssenceTrack& track, const UL& key, DeltaEntry& next);
+    void addElement(const EssenceTrack& track, const UL& key, std::uint32_t room, DeltaEntry& next);
     bool putElement(FileOutput& file, const Element& element, std::span<const std::uint8_t> value);
     bool flush(FileOutput& file);
     void fillTo(std::uint64_t position);

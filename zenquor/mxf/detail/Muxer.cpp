@@ -182,9 +182,22 @@ bool Muxer::repeatPicture(Stream& stream) {
 }
 
 std::span<const std::uint8_t> Muxer::value(Stream& stream) {
+    if (stream.isFilled && stream.isSound())
+        return trimmed(stream, stream.track->stored(stream.sample.bytes()));
     if (stream.isFilled || stream.isPicture()) return stream.track->stored(stream.sample.bytes());
     if (stream.isSound()) noteMissing(stream, "silence is stored");
     return stream.track->emptyElement().value_or(std::span<const std::uint8_t>());
+}
+
+/// Sound of an edit unit as long as the unit: more would shift all that follows against the picture.
+std::span<const std::uint8_t> Muxer::trimmed(Stream& stream, std::span<const std::uint8_t> sound) {
+    const std::size_t most = stream.track->constantBytes();
+    const bool isTooLong = most != 0 && sound.size() > most;
+    if (isTooLong && !stream.isTooLong && logger_)
+        logger_->DoLogWarning("{} has {} bytes more than edit unit {} lasts; they are left out",
+                              stream.track->trackName(), sound.size() - most, growing_->unitCount());
+    stream.isTooLong = isTooLong;
+    return isTooLong ? sound.first(most) : sound;
 }
 
 void Muxer::noteMissing(Stream& stream, std::string_view consequence) {

@@ -46,6 +46,7 @@ private:
         detail::UnitFacts facts;   // of the sample
         bool isFilled = false;     // in this unit
         std::int64_t missing = 0;  // units in a row without a sample
+        bool isTooLong = false;    // its last sound was
 
         bool isPicture() const;
         bool isSound() const;
@@ -58,6 +59,7 @@ private:
     bool hasPictures();
     bool repeatPicture(Stream& stream);
     std::span<const std::uint8_t> value(Stream& stream);
+    std::span<const std::uint8_t> trimmed(Stream& stream, std::span<const std::uint8_t> sound);
     void noteMissing(Stream& stream, std::string_view consequence);
     detail::UnitFacts unitFacts() const;
     void begin();
