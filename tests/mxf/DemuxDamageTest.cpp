@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <string>
 
 #include "mxf/DemuxRig.h"
 #include "mxf/Hex.h"
+#include "sidecar/SharedData.h"
 
 namespace zenquor::mxf::test {
 namespace {
@@ -110,6 +112,26 @@ TEST_P(DemuxDamage, NoManyChangedBytesDoHarm) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, DemuxDamage, testing::Range(0, 6));
+
+TEST(DemuxFilesOfOthers, CutAndChangedDoNoHarm) {
+    ZENQUOR_NEEDS_SHARED_DATA();
+    std::mt19937 random(4711);
+    for (const char* name :
+         {"bmx_op1a_mpeg2_vbi.mxf", "bmx_op1a_proreshq_1080p25_anc.mxf", "gst_mxfmux_mpeg2_pcm_vanc.mxf"}) {
+        const std::string text = zenquor::test::readSharedData("../media/" + std::string(name));
+        const Bytes whole(text.begin(), text.end());
+        for (int round = 0; round < 10; ++round) {
+            DemuxRig cut(
+                Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(random() % whole.size())));
+            useAll(cut);
+            DemuxRig changed(whole);
+            for (int i = 0; i < 1000; ++i)
+                changed.bytes[random() % whole.size()] = static_cast<std::uint8_t>(random());
+            useAll(changed);
+            if (HasFatalFailure()) return;
+        }
+    }
+}
 
 TEST(DemuxWrongIndex, IsToldAndTheElementsAreWalked) {
     for (const std::int64_t error : {-1, 1, 17, 100000}) {

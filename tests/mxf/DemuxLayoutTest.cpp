@@ -8,6 +8,7 @@
 namespace zenquor::mxf::test {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -200,7 +201,7 @@ TEST(DemuxFormat, CutsPictureClipsByTheirIndex) {
     ASSERT_EQ(other.open(), StatusOK);
     std::int32_t parser = -1;
     EXPECT_EQ(mxfDemuxCreateParser(other.demuxer, 0, parser), StatusUnknownEssence);
-    EXPECT_THAT(other.report().faults, ElementsAre(HasSubstr("cannot be told apart")));
+    EXPECT_THAT(other.report().faults, Contains(HasSubstr("cannot be told apart")));
 }
 
 TEST(DemuxPlayback, TellsTimesAndPictureTypes) {

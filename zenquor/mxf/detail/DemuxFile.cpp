@@ -364,6 +364,11 @@ const FileReport& DemuxFile::report() {
                         first->units.count(), *first->units.brokenUnitAt()));
     }
     describeLostEnd(report_.faults, file_, partitions_);
+    if (!streams_.empty() && streams_.front().entry.report.duration > report_.editUnits &&
+        !info().isGrowing) {
+        report_.faults.push_back(fmt::format("The metadata tell of {} edit units, but only {} can be read.",
+                                             streams_.front().entry.report.duration, report_.editUnits));
+    }
     return report_;
 }
 

@@ -15,7 +15,7 @@ constexpr std::int64_t largestSampleCount = 16;
 /// Edit units that an index may name behind the end of the essence before it is given up.
 constexpr int largestDropCount = 1 << 20;
 /// A content package of more items than this is none.
-constexpr int largestItemCount = 4096;
+constexpr std::size_t largestItemCount = 4096;
 
 }  // namespace
 
@@ -109,7 +109,7 @@ bool EditUnitMap::agrees(std::int64_t unit) {
     const std::uint64_t end = *next < extent->end ? *next : extent->end;
     if (*next <= *position) return false;
     std::uint64_t at = *position;
-    for (int i = 0; i < largestItemCount && at < end; ++i) {
+    for (std::size_t i = 0; i < largestItemCount && at < end; ++i) {
         const auto item = file_.item(at);
         if (!item) return false;
         at = item->end();
@@ -223,7 +223,11 @@ std::vector<Element> EditUnitMap::elementsOf(std::int64_t unit) {
     const auto position = positionOf(unit);
     if (!position) return elements;
     ElementWalk walk(file_, faults_, extents_, *position, limitOf(unit, *position));
-    while (const auto element = walk.next()) elements.push_back(*element);
+    while (elements.size() < largestItemCount) {
+        const auto element = walk.next();
+        if (!element) break;
+        elements.push_back(*element);
+    }
     if (elements.empty() || elements.front().position != *position) {
         faults_.tell(
             fmt::format("The index says that edit unit {} begins at byte {}, but there is no element there.",

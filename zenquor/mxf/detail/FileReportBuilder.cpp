@@ -68,21 +68,28 @@ std::string packageKind(const HeaderMetadata& metadata, const MetadataSet& packa
     return isFile ? "file" : "tape";
 }
 
+void addTimecodes(std::vector<TimecodeReport>& timecodes, const HeaderMetadata& metadata,
+                  const MetadataSet& track, const std::string& package) {
+    for (const MetadataSet* component : componentsOf(metadata, track)) {
+        if (component->kind() != SetKind::TimecodeComponent) continue;
+        timecodes.push_back(
+            {package, component->integer(P::StartTimecode).value_or(0),
+             static_cast<std::uint32_t>(component->integer(P::RoundedTimecodeBase).value_or(0)),
+             component->integer(P::DropFrame).value_or(0) != 0});
+    }
+}
+
 }  // namespace
 
 std::vector<TimecodeReport> timecodesOf(const HeaderMetadata& metadata) {
     std::vector<TimecodeReport> timecodes;
+    std::size_t tracks = 0;
     for (const std::string wanted : {"material", "file", "tape"}) {
         for (const MetadataSet& package : metadata.sets()) {
             if (packageKind(metadata, package) != wanted) continue;
             for (const MetadataSet* track : metadata.resolve(package, P::Tracks)) {
-                for (const MetadataSet* component : componentsOf(metadata, *track)) {
-                    if (component->kind() != SetKind::TimecodeComponent) continue;
-                    timecodes.push_back(
-                        {wanted, component->integer(P::StartTimecode).value_or(0),
-                         static_cast<std::uint32_t>(component->integer(P::RoundedTimecodeBase).value_or(0)),
-                         component->integer(P::DropFrame).value_or(0) != 0});
-                }
+                if (++tracks > largestTrackCount) return timecodes;
+                addTimecodes(timecodes, metadata, *track, wanted);
             }
         }
     }

@@ -16,6 +16,7 @@ namespace {
 constexpr std::uint64_t longestRunIn = 65536;
 constexpr std::uint64_t longestPack = 16384;  // of a thousand labels
 constexpr std::uint64_t longestIndexSegment = 16u << 20;
+constexpr std::size_t largestBodyCount = 64;  // essence streams that are looked at
 
 bool isHeaderKey(const UL& key) {
     return PartitionPack::isPartitionKey(key) && key[13] == 2;
@@ -293,6 +294,7 @@ std::vector<const IndexSegment*> PartitionMap::indexOf(std::uint32_t bodySID) co
 std::vector<std::uint32_t> PartitionMap::bodySIDs() const {
     std::vector<std::uint32_t> numbers;
     for (const Partition& partition : partitions_) {
+        if (numbers.size() == largestBodyCount) break;
         if (partition.hasEssence() &&
             std::find(numbers.begin(), numbers.end(), partition.bodySID) == numbers.end())
             numbers.push_back(partition.bodySID);

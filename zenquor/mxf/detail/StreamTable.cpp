@@ -331,18 +331,22 @@ std::vector<const MetadataSet*> componentsOf(const HeaderMetadata& metadata, con
         }
         const auto inside = metadata.resolve(*sequence, P::StructuralComponents);
         components.insert(components.end(), inside.begin(), inside.end());
+        if (components.size() >= largestComponentCount) break;
     }
+    if (components.size() > largestComponentCount) components.resize(largestComponentCount);
     return components;
 }
 
 std::vector<StreamEntry> streamsOf(const HeaderMetadata& metadata) {
     std::vector<StreamEntry> streams;
+    std::size_t packages = 0, tracks = 0;
     for (const MetadataSet& package : metadata.sets()) {
         if (!isFilePackage(metadata, package)) continue;
+        if (++packages > largestPackageCount) break;
         const auto descriptors = descriptorsOf(metadata, package);
         const std::uint32_t bodySID = bodySIDOf(metadata, package);
         for (const MetadataSet* track : metadata.resolve(package, P::Tracks)) {
-            if (track->kind() != SetKind::Track) continue;
+            if (track->kind() != SetKind::Track || ++tracks > largestTrackCount) continue;
             auto entry = streamOfTrack(metadata, *track, descriptors);
             if (!entry) continue;
             entry->bodySID = bodySID;

@@ -25,7 +25,12 @@ std::vector<StreamEntry> streamsOf(const HeaderMetadata& metadata);
 /// A stream of which nothing is known but the key of its elements.
 StreamEntry streamOfKey(const UL& key, std::uint32_t bodySID, Rational editRate);
 
-/// Components of a track, its sequence resolved; empty when there are none.
+/// No honest file comes near these; they bound what a broken one costs.
+inline constexpr std::size_t largestPackageCount = 64;
+inline constexpr std::size_t largestTrackCount = 512;
+inline constexpr std::size_t largestComponentCount = 1024;
+
+/// Components of a track, its sequence resolved; empty when there are none. At most largestComponentCount.
 std::vector<const MetadataSet*> componentsOf(const HeaderMetadata& metadata, const MetadataSet& track);
 
 /// The kind of a stream (namespace mxf) by the first of the four bytes that tell an element; 0 for others.
