@@ -22,6 +22,8 @@
 namespace zenquor::tools {
 namespace {
 
+constexpr std::uint32_t largestIMXChannelCount = 8;  // SMPTE ST 386: one element of eight AES3 channels
+
 /// The arguments as they were typed.
 struct Arguments {
     bool bars = false;
@@ -160,6 +162,14 @@ RecordOptions optionsOf(const Arguments& arguments) {
     if (options.audioChannels % options.audioPerTrack != 0) {
         refuse(fmt::format("{} channels do not divide into tracks of {}.", options.audioChannels,
                            options.audioPerTrack));
+    }
+    const bool isIMX = fourCCString(options.codec).starts_with("mx");
+    const bool writesMXF = std::ranges::any_of(arguments.outputs, [](const auto& name) {
+        return std::filesystem::path(name).extension() == ".mxf";
+    });
+    if (isIMX && writesMXF && options.audioChannels > largestIMXChannelCount) {
+        refuse(fmt::format("An IMX .mxf holds up to {} channels of sound, not {} (--audio-channels).",
+                           largestIMXChannelCount, options.audioChannels));
     }
     options.captions = arguments.captions;
     options.teletext = arguments.teletext;

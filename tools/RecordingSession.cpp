@@ -50,10 +50,16 @@ struct Family {
     std::string_view start;
     bool isLongGOP = false;
     FourCC pixelFormat = platform::pixelFormatV210;
+    std::uint32_t codedWidth = 0;  // pixels; 0: the picture's own
 };
 constexpr Family families[] = {
     {"avc1", true, platform::pixelFormat2vuy},
     {"hvc1", true, platform::pixelFormat2vuy},
+    {"xdv2", true, platform::pixelFormat2vuy, 1440},
+    {"xdv3", true, platform::pixelFormat2vuy, 1440},
+    {"xdv6", true, platform::pixelFormat2vuy, 1440},
+    {"xdv7", true, platform::pixelFormat2vuy, 1440},
+    {"xdv8", true, platform::pixelFormat2vuy, 1440},
     {"xd", true, platform::pixelFormat2vuy},
     {"xv00", true},
     {"xv01", true},
@@ -93,6 +99,7 @@ bool isMXF(const std::filesystem::path& output) {
 ZHLIngestCapturePresetPtr presetFor(const RecordOptions& options) {
     const auto preset = ZHLIngestCapturePreset::capturePreset();
     preset->setVideoFormat(options.format);
+    if (const auto width = familyOf(options.codec).codedWidth; width != 0) preset->setVideoWidth(width);
     preset->setUpdateMXFHeaderLength(options.refreshHeader);
     preset->setCompressionComponent(ZHLCompressionComponent::componentWithCode(options.codec));
     const auto h264 = ZHLH264Preferences::preferences();
@@ -248,6 +255,7 @@ bool RecordingSession::Implementation::openOutputs() {
     }
     const auto video = ZQRVideoProperties::initWithCapturePreset(presetFor(options));
     video->setScanMode(options.format.interlaced ? 1 : 0);
+    video->setNativeVideoWidth(options.format.width);
     encoder = ZQREncoderController::initWithVideoProperties(video, static_cast<std::int64_t>(capacity()));
     encoder->setControllerID(controllerID);
     encoder->setCapturePreset(video->capturePreset());

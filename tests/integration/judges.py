@@ -37,9 +37,11 @@ def streams(probe, kind):
 
 
 def decode_warnings(path):
-    """What ffmpeg complains of while it decodes everything, but for the caption codec that it does not know."""
+    """What ffmpeg complains of while it decodes everything, but for what it does not know: the caption codec, the layout of
+    a track of sound that stands alone."""
     done = run("ffmpeg", "-v", "warning", "-i", path, "-map", "0:v", "-map", "0:a?", "-f", "null", "-")
-    return [line for line in done.stderr.splitlines() if "codec 0" not in line and "c708" not in line and line.strip()]
+    known = ("codec 0", "c708", "Guessed Channel Layout")
+    return [line for line in done.stderr.splitlines() if line.strip() and not any(text in line for text in known)]
 
 
 def packet_counts(path):

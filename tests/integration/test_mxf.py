@@ -2,7 +2,6 @@
 import json
 import os
 import random
-import re
 import subprocess
 import time
 import unittest
@@ -68,14 +67,15 @@ class MXFRecordings(Case):
         seconds = float(frames / Fraction(rate))
         self.assertAlmostEqual(float(probe["format"]["duration"]), seconds, delta=0.05)
         self.assertEqual(probe["format"]["tags"]["timecode"], start)
-        self.assertEqual(sum(s["channels"] for s in streams(probe, "audio")), 8 if path.name.startswith("mx") else channels)
+        self.assertEqual(sum(s["channels"] for s in streams(probe, "audio")), channels)
         self.assertEqual(decode_warnings(path), [])
         sums = picture_sums(path)
         self.assertEqual(len(sums), frames)
         for frame in (1, frames // 2, frames - 2):
             at = (frame + 0.01) / Fraction(rate)
             self.assertEqual(picture_sums(path, "-ss", f"{float(at):.6f}")[0], sums[frame] if frame else None, frame)
-        self.assertAlmostEqual(discoverer_seconds(path), seconds, delta=0.05)
+        if height != 1080 or name != "dvvideo":  # GStreamer does not decode DVCPRO HD
+            self.assertAlmostEqual(discoverer_seconds(path), seconds, delta=0.05)
         general, = [t for t in mediainfo(path) if t["@type"] == "General"]
         self.assertEqual((general["Format"], general["FrameCount"]), ("MXF", str(frames)))
         facts = inspect(path)
@@ -101,7 +101,8 @@ class MXFRecordings(Case):
                                  listed(mxf))
                 self.assertEqual(sum(did == 0x41 for _, did, _, _ in given), 1)
                 self.assertGreater(sum(did == 0x61 for _, did, _, _ in given), 50)
-                self.assertEqual(ffprobe(mov, "-count_packets")["streams"][0]["nb_read_packets"], "60")
+                video, = streams(ffprobe(mov, "-count_packets"), "video")
+                self.assertEqual(video["nb_read_packets"], "60")
                 self.assertEqual(inspect(mov)["faults"], [])
 
     def test_captions_and_subtitles_are_read_as_text(self):
@@ -109,7 +110,7 @@ class MXFRecordings(Case):
             with self.subTest(kind=kind):
                 path, srt = self.folder / f"{kind}.mxf", self.folder / f"{kind}.srt"
                 record("--format", "720p25", "--codec", "apco", "--frames", 275, "--start-timecode", "00:00:00:00",
-                       "--captions", subtitles(self.folder), "--caption-output", kind, path)
+                       "--captions", subtitles(self.folder), "--caption-output", kind, "--caption-language", "fra", path)
                 run(ZENQUOR, "captions", path, srt, "--output", kind)
                 wanted = [words for _, _, words in cues(SUBTITLES)]
                 self.assertEqual([words for _, _, words in cues(srt.read_text("utf-8"))], wanted)
@@ -180,20 +181,22 @@ class GrowingFiles(Case):
 
     def test_a_killed_recording_holds_all_whole_partitions(self):
         generator = random.Random(int(os.environ.get("ZENQUOR_SEED", time.time_ns())))
+        survivors = 0
         for number in range(int(os.environ.get("ZENQUOR_KILLS", "4"))):
-            seconds = generator.uniform(0.5, 4)
+            seconds = generator.uniform(2, 6)
             with self.subTest(seconds=seconds):
                 path = self.folder / f"killed{number}.mxf"
                 process = self.start(path)
                 time.sleep(seconds)
                 process.kill()
                 process.wait()
-                data = path.read_bytes() if path.exists() else b""
-                if not data:
+                if not whole_frames(path):
                     continue
+                survivors += 1
                 self.assertGreaterEqual(min(readable_frames(path)), whole_frames(path))
                 self.assertTrue(inspect(path)["growing"])
                 path.unlink()
+        self.assertGreater(survivors, 0)
 
 
 class ForeignFiles(Case):
@@ -224,9 +227,8 @@ class ForeignFiles(Case):
         cut = self.folder / "cut.mxf"
         cut.write_bytes(path.read_bytes()[:path.stat().st_size // 2])
         half = inspect(cut)
-        self.assertTrue(half["growing"])
         self.assertEqual(half["frames"], len(elements(cut.read_bytes(), 0x15, 0x05)))
-        self.assertTrue(re.search("footer|cut|growing", json.dumps(half["faults"]) + "growing"))
+        self.assertRegex(" ".join(half["faults"]), "The end of the file is missing")
 
 
 if __name__ == "__main__":
