@@ -12,6 +12,8 @@ namespace zenquor::mxf::detail {
 namespace {
 
 constexpr std::uint64_t longestScan = 64u << 20;
+/// The next item mostly lies near.
+constexpr std::size_t firstBlockBytes = 4u << 10;
 constexpr std::size_t blockBytes = 64u << 10;
 constexpr std::size_t keyBytes = 16;
 
@@ -36,14 +38,14 @@ std::optional<std::size_t> findKey(std::span<const std::uint8_t> block) {
 std::optional<std::uint64_t> findNextItem(FileView& file, std::uint64_t position, std::uint64_t limit) {
     limit = std::min(limit, file.size());
     if (limit > position && limit - position > longestScan) limit = position + longestScan;
-    std::vector<std::uint8_t> block(blockBytes);
+    std::vector<std::uint8_t> block(firstBlockBytes);
     while (position < limit && limit - position >= keyBytes) {
-        const std::size_t wanted =
-            static_cast<std::size_t>(std::min<std::uint64_t>(blockBytes, limit - position));
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(block.size(), limit - position));
         const std::size_t count = file.read(position, std::span(block).first(wanted));
         if (const auto at = findKey(std::span(block).first(count))) return position + *at;
         if (count < wanted || count < keyBytes) return std::nullopt;
         position += count - (keyBytes - 1);
+        if (block.size() < blockBytes) block.resize(blockBytes);
     }
     return std::nullopt;
 }
