@@ -91,5 +91,29 @@ TEST(MuxTimecode, StandsInTheSystemItemOfEveryFrame) {
     }
 }
 
+TEST(MuxTimecode, TakesTwentyFourFramesWithTheSoundOf2398ForThoseOf2398) {
+    for (const std::size_t samples : {2000, 2002}) {
+        SCOPED_TRACE(samples);
+        Rig rig;
+        rig.editRate = {24, 1};
+        ASSERT_EQ(rig.open(), StatusOK);
+        TestStream& images = rig.add(picture());
+        StreamFormat format;
+        format.streamKind = streamKindAudio;
+        format.editRate = 24;
+        TestStream tone;
+        ASSERT_EQ(rig.muxer->addStream(&tone, format), StatusOK);
+        for (int n = 0; n < 2; ++n) {
+            images.send(sample(10, 1), n);
+            tone.send(sample(samples * 2, 2), n);
+        }
+        ASSERT_EQ(rig.muxer->close(), StatusOK);
+        const FileWalk walk = rig.walk();
+        expectClosed(walk);
+        EXPECT_EQ(walk.packages()[0][0].value[1], samples == 2000 ? 0x02 : 0x03);
+        EXPECT_EQ(walk.packages()[1][2].value.size(), samples * 2) << "no sample is cut off";
+    }
+}
+
 }  // namespace
 }  // namespace zenquor::mxf::test

@@ -15,6 +15,7 @@ public:
     std::optional<UnitFacts> add(std::span<const std::uint8_t> sample, std::uint64_t flags,
                                  std::string& why) override;
     std::optional<std::span<const std::uint8_t>> emptyElement() const override;
+    void setEditRate(Rational editRate) override { context_.editRate = editRate; }
     std::uint8_t itemType() const override { return 0x17; }
     std::uint8_t elementType() const override { return content_ == Content::Packets ? 0x02 : 0x01; }
     UL dataDefinition() const override;

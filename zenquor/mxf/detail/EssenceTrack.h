@@ -45,6 +45,12 @@ public:
     /// add(), the picture outlives this.
     virtual void setPicture(const EssenceTrack&) {}
 
+    /// The edit rate that the samples so far show to be the exact one; nothing when they do not tell. A host that counts
+    /// 23.98 as 24 gives itself away by its sound.
+    virtual std::optional<Rational> exactEditRate() const { return std::nullopt; }
+    /// Corrects the edit rate; after the first sample, before anything is described or stored.
+    virtual void setEditRate(Rational) {}
+
     /// Looks at the next sample; one that is refused does not count as an edit unit.
     /// @param flags  of its record; a hint for essence that does not tell its picture type.
     /// @return nothing when the sample cannot be such essence; @p why then tells in a sentence.

@@ -62,6 +62,8 @@ bool GrowingFile::add(ContentPackage::Values values, const UnitFacts& facts) {
     streamBytes_ += file_.size() - start;
     ++unitsInBody_;
     ++unitsSinceKeyFrame_;
+    // From the first picture on there is something to open.
+    if (unitCount() == 1 && !file_.settle()) return false;
     if (options_.headerUpdateUnits <= 0 || unitCount() % options_.headerUpdateUnits != 0) return true;
     graph_.close(unitCount());
     return rewriteHeader(State::OpenComplete, 0);

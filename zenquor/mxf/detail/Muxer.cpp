@@ -222,7 +222,15 @@ void Muxer::begin() {
     timeStamp_.reset();
 }
 
+void Muxer::adoptExactEditRate() {
+    for (const Stream& stream : streams_) {
+        if (const auto exact = stream.track->exactEditRate()) editRate_ = *exact;
+    }
+    for (const Stream& stream : streams_) stream.track->setEditRate(editRate_);
+}
+
 Status Muxer::start(bool hasEssence) {
+    adoptExactEditRate();
     const bool canDrop =
         detail::canDropFrames(detail::timecodeBase(editRate_)) && editRate_.denominator == 1001;
     settings_.dropFrame = settings_.dropFrame && canDrop;

@@ -64,6 +64,7 @@ private:
     detail::UnitFacts unitFacts() const;
     void begin();
     Status start(bool hasEssence);
+    void adoptExactEditRate();
     Status finish();
     void detach();
     Status refuse(Status status, std::string_view sentence) const;

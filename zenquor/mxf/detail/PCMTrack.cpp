@@ -64,6 +64,19 @@ std::optional<UnitFacts> PCMTrack::add(std::span<const std::uint8_t> sample, std
     return UnitFacts{units_++, 0x80, 0};
 }
 
+std::optional<Rational> PCMTrack::exactEditRate() const {
+    constexpr Rational film{24, 1}, pulledDown{24000, 1001};
+    const bool isPulledDown =
+        units_ > 0 && context_.editRate == film &&
+        std::uint64_t{firstCounts_[0]} * 24000 == std::uint64_t{layout_.sampleRate} * 1001;
+    return isPulledDown ? std::optional(pulledDown) : std::nullopt;
+}
+
+void PCMTrack::setEditRate(Rational editRate) {
+    context_.editRate = editRate;
+    silence_.assign(constantBytes(), 0);
+}
+
 UL PCMTrack::dataDefinition() const {
     return labels::soundDefinition;
 }

@@ -33,6 +33,8 @@ public:
 
     std::optional<UnitFacts> add(std::span<const std::uint8_t> sample, std::uint64_t flags,
                                  std::string& why) override;
+    std::optional<Rational> exactEditRate() const override;
+    void setEditRate(Rational editRate) override;
     std::uint8_t itemType() const override { return 0x16; }
     std::uint8_t elementType() const override { return mapping_ == Mapping::Wave ? 0x01 : 0x03; }
     UL dataDefinition() const override;

@@ -16,6 +16,7 @@ class PictureTrack : public EssenceTrack {
 public:
     PictureTrack(const StreamFormat& format, const Context& context) : format_(format), context_(context) {}
 
+    void setEditRate(Rational editRate) override { context_.editRate = editRate; }
     std::uint8_t itemType() const override { return 0x15; }
     UL dataDefinition() const override;
     std::string_view trackName() const override { return "Picture"; }
