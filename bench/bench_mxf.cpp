@@ -11,9 +11,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zenquor/mxf/Mux.h"
@@ -144,12 +147,11 @@ public:
 
     /// Every picture opens an edit unit; the sound of as long a time goes with it.
     void run() {
-        std::unique_ptr<AVPacket, void (*)(AVPacket*)> packet(av_packet_alloc(),
-                                                              [](AVPacket* p) { av_packet_free(&p); });
+        Packet packet = newPacket();
         while (av_read_frame(input_.context, packet.get()) >= 0) {
             const std::span bytes(packet->data, static_cast<std::size_t>(packet->size));
             if (packet->stream_index == input_.picture->index) {
-                pictures_.emplace_back(bytes.begin(), bytes.end());
+                pictures_.push_back(std::exchange(packet, newPacket()));
             } else if (const std::size_t n = soundNumber(packet->stream_index); n < sounds_.size()) {
                 pending_[n].insert(pending_[n].end(), bytes.begin(), bytes.end());
             }
@@ -161,6 +163,11 @@ public:
     }
 
 private:
+    struct FreePacket {
+        void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    };
+    using Packet = std::unique_ptr<AVPacket, FreePacket>;
+    static Packet newPacket() { return Packet(av_packet_alloc()); }
     static constexpr std::size_t bytesPerSample = 3;
 
     void addStreams(const CodecRow& row) {
@@ -212,7 +219,8 @@ private:
             }
             const auto stamp =
                 static_cast<std::int64_t>(static_cast<double>(unit_) * (27000000 / rate_ + 0.5));
-            picture_.send(pictures_.front(), stamp);
+            const AVPacket& picture = *pictures_.front();
+            picture_.send({picture.data, static_cast<std::size_t>(picture.size)}, stamp);
             for (std::size_t i = 0; i < sounds_.size(); ++i) {
                 const std::size_t bytes = std::min(wanted, pending_[i].size());
                 sounds_[i].send(std::span(pending_[i]).first(bytes), stamp);
@@ -220,7 +228,7 @@ private:
                                   pending_[i].begin() + static_cast<std::ptrdiff_t>(bytes));
             }
             if (unit_ % 3 != 2) data_.send(captions_, stamp);
-            pictures_.erase(pictures_.begin());
+            pictures_.pop_front();
             ++unit_;
         }
     }
@@ -230,13 +238,13 @@ private:
     double rate_ = 25;
     Stream picture_, data_;
     std::vector<Stream> sounds_;
-    std::vector<std::vector<std::uint8_t>> pictures_, pending_;
+    std::deque<Packet> pictures_;
+    std::vector<std::vector<std::uint8_t>> pending_;
     const std::vector<std::uint8_t> captions_ = captionElement();
     std::int64_t unit_ = 0;
 };
 
 void mux(const std::string& from, const std::string& to) {
-    std::filesystem::remove(to);
     const Input input(from);
     Recording recording(input, to);
     recording.run();
@@ -259,13 +267,16 @@ bool measure(const std::string& folder, const std::string& name, const std::stri
     const std::string source = folder + "/bench_mxf_source.mov", own = folder + "/bench_mxf_own.mxf",
                       peer = folder + "/bench_mxf_peer.mxf";
     makeSource(source, encoder, seconds);
+    const std::string copy = "ffmpeg -v error -i '" + source + "' -map 0 -c copy -r 25 -f mxf '" + peer + "'";
     double ownSeconds = 1e9, peerSeconds = 1e9;
     for (int round = -1; round < rounds; ++round) {  // the first round warms the page cache
+        std::filesystem::remove(own);                // outside of the measured time, as below
         double start = processorSeconds();
         mux(source, own);
         if (round >= 0) ownSeconds = std::min(ownSeconds, processorSeconds() - start);
+        std::filesystem::remove(peer);
         start = processorSeconds();
-        run("ffmpeg -v error -y -i '" + source + "' -map 0 -c copy -r 25 -f mxf '" + peer + "'");
+        run(copy);
         if (round >= 0) peerSeconds = std::min(peerSeconds, processorSeconds() - start);
     }
     const double ratio = ownSeconds / peerSeconds;
@@ -281,6 +292,7 @@ bool measure(const std::string& folder, const std::string& name, const std::stri
 
 int main(int argc, char** argv) {
     if (argc == 4) {
+        std::filesystem::remove(argv[3]);
         mux(argv[2], argv[3]);
         return 0;
     }
