@@ -59,8 +59,8 @@ std::int32_t mxfDemuxOpen(mxf::Demuxer* demuxer, const char* utf8Path, const mxf
                           ZQRMXFLoggerPtr logger);
 std::int32_t mxfDemuxGetFileInfo(mxf::Demuxer* demuxer, mxf::FileInfo& info);
 std::int32_t mxfDemuxGetStreamFormat(mxf::Demuxer* demuxer, std::int32_t stream, mxf::StreamFormat& format);
-/// Everything that is known of the file; valid until the next call of mxfDemuxRefresh() or mxfDemuxClose(). Null when
-/// nothing is open.
+/// Everything that is known of the file; valid until the next call of mxfDemuxRefresh() or mxfDemuxClose(). Reading may find
+/// more faults: they are listed from the next call of this on. Null when nothing is open.
 const mxf::FileReport* mxfDemuxGetReport(mxf::Demuxer* demuxer);
 /// @param parser  receives the parser's number.
 /// @return StatusBadArgument when there is no such stream, StatusUnknownEssence when its elements cannot be found.

@@ -340,36 +340,44 @@ FileInfo DemuxFile::info() const {
     return info;
 }
 
+/// Built once, so that it stays where it is; reading may have added faults.
 const FileReport& DemuxFile::report() {
-    report_ = {};
+    if (report_.partitions.empty()) describe();
+    if (faultCount_ != faults_.sentences().size()) listFaults();
+    return report_;
+}
+
+void DemuxFile::describe() {
     describeFile(report_, file_, partitions_, metadata_);
-    const Body* first = nullptr;
-    for (const Stream& stream : streams_) {
-        report_.streams.push_back(stream.entry.report);
-        if (!first) first = stream.body;
-    }
+    for (const Stream& stream : streams_) report_.streams.push_back(stream.entry.report);
     report_.editUnits = info().duration;
-    if (first) {
+    if (!streams_.empty() && streams_.front().body) {
         const Stream& stream = streams_.front();
-        const IndexTable& table = stream.clip ? stream.clip->table() : first->units.table();
-        report_.index.segments = static_cast<std::int64_t>(partitions_.indexOf(first->bodySID).size());
+        const IndexTable& table = stream.clip ? stream.clip->table() : stream.body->units.table();
+        report_.index.segments = static_cast<std::int64_t>(partitions_.indexOf(stream.body->bodySID).size());
         report_.index.editUnits = table.coveredCount();
         report_.index.editUnitBytes = table.constantBytes();
         report_.index.isUsed = !table.isEmpty();
     }
+    listFaults();
+}
+
+/// What was met, and what is missing at the end; in a file that grows nothing is.
+void DemuxFile::listFaults() {
+    faultCount_ = faults_.sentences().size();
     report_.faults = faults_.sentences();
-    if (!info().isGrowing && first && first->units.brokenUnitAt()) {
+    if (info().isGrowing) return;
+    const Stream* const first = streams_.empty() || !streams_.front().body ? nullptr : &streams_.front();
+    if (first && first->body->units.brokenUnitAt()) {
         report_.faults.push_back(
             fmt::format("The file ends in the middle of edit unit {}, which begins at byte {}.",
-                        first->units.count(), *first->units.brokenUnitAt()));
+                        first->body->units.count(), *first->body->units.brokenUnitAt()));
     }
     describeLostEnd(report_.faults, file_, partitions_);
-    if (!streams_.empty() && streams_.front().entry.report.duration > report_.editUnits &&
-        !info().isGrowing) {
+    if (first && first->entry.report.duration > report_.editUnits) {
         report_.faults.push_back(fmt::format("The metadata tell of {} edit units, but only {} can be read.",
-                                             streams_.front().entry.report.duration, report_.editUnits));
+                                             first->entry.report.duration, report_.editUnits));
     }
-    return report_;
 }
 
 }  // namespace zenquor::mxf::detail

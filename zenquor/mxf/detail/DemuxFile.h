@@ -75,6 +75,8 @@ private:
     void findElements();
     void updateClips();
     void checkKeyFrames(const Body& body);
+    void describe();
+    void listFaults();
     const IndexEntry* entryOf(const Stream& stream, std::int64_t unit) const;
     std::int64_t countOf(const Stream& stream) const;
     Rational rateOf(const Stream& stream) const;
@@ -85,7 +87,8 @@ private:
     HeaderMetadata metadata_;
     std::vector<std::unique_ptr<Body>> bodies_;
     std::vector<Stream> streams_;
-    FileReport report_;
+    FileReport report_;  // empty until somebody asks
+    std::size_t faultCount_ = 0;
 };
 
 }  // namespace zenquor::mxf::detail
