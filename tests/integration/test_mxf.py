@@ -119,9 +119,9 @@ class MXFRecordings(Case):
                        "--captions", path, again)
                 self.assertEqual(listed(again), listed(path))
                 if kind == "cea608":
-                    extracted = run("ffmpeg", "-v", "error", "-eia608_extract", "1", "-i", path, "-map", "0:s:0?", "-map",
-                                    "0:d:0?", "-c:s", "srt", "-f", "srt", "-", status=None).stdout
-                    self.assertEqual([words for _, _, words in cues(extracted)] if extracted.strip() else wanted, wanted)
+                    extracted = run("ffmpeg", "-v", "error", "-eia608_extract", "1", "-i", path, "-map", "0:s", "-f", "srt",
+                                    "-").stdout
+                    self.assertEqual([words for _, _, words in cues(extracted)], wanted)
                 again.unlink()
 
     def test_headers_and_partitions_are_closed_as_the_codec_wants(self):
@@ -158,7 +158,7 @@ def readable_frames(path):
 
 
 class GrowingFiles(Case):
-    ARGUMENTS = ["--format", "720p25", "--codec", "apco", "--audio-channels", "4", "--captions"]
+    ARGUMENTS = ["--format", "625i50", "--codec", "dvcp", "--audio-channels", "4", "--captions"]
 
     def start(self, path, *arguments):
         return subprocess.Popen([ZENQUOR, "record", *self.ARGUMENTS, subtitles(self.folder), *arguments, path],
@@ -166,7 +166,7 @@ class GrowingFiles(Case):
 
     def test_a_growing_file_shows_all_whole_partitions(self):
         path = self.folder / "growing.mxf"
-        process = self.start(path, "--duration", "240", "--refresh-header")
+        process = self.start(path, "--duration", "150", "--refresh-header")
         looks = 0
         while process.poll() is None:
             whole = whole_frames(path)
@@ -177,7 +177,7 @@ class GrowingFiles(Case):
             time.sleep(0.05)
         self.assertEqual(process.returncode, 0)
         self.assertGreater(looks, 2)
-        self.assertEqual(set(readable_frames(path)), {240 * 25})
+        self.assertEqual(set(readable_frames(path)), {150 * 25})
 
     def test_a_killed_recording_holds_all_whole_partitions(self):
         generator = random.Random(int(os.environ.get("ZENQUOR_SEED", time.time_ns())))
