@@ -432,6 +432,21 @@ TEST_F(MXFWriterTest, AnotherStartTimecodeReplacesThatOfTheFirstFrame) {
     EXPECT_EQ(file.streams.size(), 2u) << "picture and ancillary data";
 }
 
+TEST_F(MXFWriterTest, ARecordingWithoutTimecodeStartsAtMidnight) {
+    const auto pictures = codedPictures(fourCC("apcn"), 1);
+    make({.framerate = 5000, .channels = 0});
+    const auto first = frame(0, pictures[0]);
+    first->timecode.reset();
+    ASSERT_TRUE(writer->writeFrame(first));
+    EXPECT_EQ(writer->startTimecode(),
+              ZQCKTimecode::zeroTimeWithTimebase(ZQCKTimebase::timebaseForFramerate(5)));
+    writer->finishWritingMovie();
+    const File file(path("clip.mxf"));
+    EXPECT_TRUE(file.info.hasTimecode);
+    EXPECT_EQ(file.info.startTimecodeFrames, 0);
+    EXPECT_EQ(file.info.timecodeBase, 50u);
+}
+
 TEST_F(MXFWriterTest, AFrameWithoutCodedDataIsNotWritten) {
     make({});
     const auto pictures = codedPictures(fourCC("apcn"), 1);

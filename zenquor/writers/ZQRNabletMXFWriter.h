@@ -44,7 +44,7 @@ public:
                                                          ZQDictionary options);
     ~ZQRNabletMXFWriter() override;
 
-    /// A frame without ancillary packets or sound gets none in the file.
+    /// A frame without ancillary packets gets an empty element in the file, one without sound gets silence.
     /// @return false with -200 when the file cannot be set up, written, or has taken an error before; with the
     ///         converter's error when the sound does not fit its description; with -36 after finishWritingMovie(); with
     ///         no error for a frame without coded data. When the codec does not go into MXF or the file cannot be
@@ -70,6 +70,7 @@ public:
     ZQDictionary metadata() const override;
     /// Does nothing: there is no room for the user's texts in the file.
     void setMetaData(ZQDictionary) override {}
+    /// Of the file's first frame; midnight where frames have no timecode. Nothing before the first frame.
     std::optional<ZQCKTimecode> startTimecode() const override;
     void setUseOtherStartTimecode(bool use) override;
     void setOtherStartTimecode(std::optional<ZQCKTimecode> timecode) override;
@@ -107,7 +108,7 @@ public:
     /// Whether a video codec, by its four-character code, goes into MXF.
     static bool isCompatibleWithCodec(FourCC codec);
     /// Whether this process has recorded a 1440-wide XDCAM HD code; never cleared, and from then on every recording but
-    /// D-10 says a width of 1440.
+    /// D-10, and but AVC-Intra of 720 lines, tells the engine a width of 1440.
     static bool isXDCAMHD();
 
 private:

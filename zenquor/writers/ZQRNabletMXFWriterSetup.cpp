@@ -73,7 +73,7 @@ void ZQRNabletMXFWriter::setupStartTimecode(const ZQRFramePtr& frame) {
     s.settings.dropFrame = start.timebase().dropFrameTimecode();
     s.startTimecodeText = start.descriptionWithSeparator("-");
     s.settings.startTimecodeText = s.startTimecodeText;
-    s.published.with([&](auto& published) { published.startTimecode = given; });
+    s.published.with([&](auto& published) { published.startTimecode = start; });
     ZLGGetHandle().log("Nablet MXF muxer starting with timecodeframes: {}", s.settings.startTimecodeFrames);
 }
 
