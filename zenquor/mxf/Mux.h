@@ -53,7 +53,9 @@ class Muxer;
 /// decoding the unit is left out. The header is written with the first whole edit unit, because the essence
 /// itself tells what describes it. The memory held beside one edit unit is the index, about 20 bytes a frame.
 ///
-/// Every failure is told to the logger in a sentence and is final: later samples are refused with the same status.
+/// A failure while samples are written, or at the end, is final: later samples are refused with the same status. What
+/// opening and adding refuse leaves the muxer as it was. Either is told to the logger in a sentence; a null argument or
+/// an operation out of order only gives StatusBadArgument.
 ///
 /// Thread-safety: One thread at a time per muxer.
 /// Ownership:     the host keeps the streams alive until mxfMuxFree().
@@ -62,13 +64,17 @@ class Muxer;
 /// @param logger  null is silent.
 /// @return null when there is no memory.
 mxf::Muxer* mxfMuxNew(ZQRMXFLoggerPtr logger);
-/// Opens @p utf8Path, which should not exist, through the settings' file functions.
+/// Opens @p utf8Path through the settings' file functions; a muxer writes one file.
+/// @return StatusCannotOpen when the file cannot be created or holds something already, which is left as it is.
 std::int32_t mxfMuxOpen(mxf::Muxer* muxer, const char* utf8Path, const mxf::MuxSettings& settings);
 /// Adds a stream; before the first sample only. Elements stand in the order video, audio, data.
+/// @return StatusBadArgument for an edit rate that is none or not that of the other streams, and for a stream that was
+/// added before; StatusUnknownEssence for a codec that no mapping is known for.
 std::int32_t mxfMuxAddInputStream(mxf::Muxer* muxer, mxf::InputStream* stream,
                                   const mxf::StreamFormat& format);
 /// Writes the last edit unit, the footer with the whole index and the random index pack, and the header in place.
 /// A muxer that never got a sample leaves a valid file without essence.
+/// @return the status of the first failure, also when samples have been refused with it before.
 std::int32_t mxfMuxClose(mxf::Muxer* muxer);
 /// Frees the muxer; null is allowed. An open one is abandoned: the file stays as a crash would leave it.
 void mxfMuxFree(mxf::Muxer* muxer);
