@@ -129,8 +129,11 @@ TEST_F(MXFVANCSidecar, CanBeSetUpAnew) {
     const auto sidecar = ZQRMXFVANCSidecar::initWithURL(folder_.path("absent.mxf"));
     EXPECT_TRUE(sidecar->setupWithURL(write()));
     EXPECT_THAT(lines(*sidecar), ElementsAre(10));
+    EXPECT_EQ(sidecar->startTimecode().framesSinceMidnight(), 90000u);
+    sidecar->receivedDataSample(element({caption(99)}));
     EXPECT_FALSE(sidecar->setupWithURL(folder_.path("absent.mxf")));
-    EXPECT_THAT(lines(*sidecar), IsEmpty());
+    EXPECT_THAT(lines(*sidecar), IsEmpty()) << "nothing of the file before";
+    EXPECT_EQ(sidecar->startTimecode().framesSinceMidnight(), 0u);
 }
 
 /// Identifiers of each element's packets, found by looking for the elements' key alone.

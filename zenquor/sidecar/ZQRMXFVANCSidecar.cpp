@@ -42,6 +42,8 @@ void ZQRMXFVANCSidecar::release() {
     }
     mxfDemuxClose(demuxer_);
     mxfDemuxFree(std::exchange(demuxer_, nullptr));
+    pendingPackets_.clear();
+    startTimecode_ = {};
 }
 
 bool ZQRMXFVANCSidecar::setupWithURL(const std::filesystem::path& url) {
