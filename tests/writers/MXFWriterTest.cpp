@@ -139,6 +139,7 @@ protected:
         int cacheMask = 0;
         std::int64_t blockSize = 0;
         bool updateHeader = false;
+        std::uint32_t norm = 0, aspectRatio = 0;
     };
     void make(const Setup& setup) {
         bits = setup.bits;
@@ -147,6 +148,8 @@ protected:
         preset->setVideoWidth(width);
         preset->setVideoHeight(height);
         preset->setFramerate(setup.framerate);
+        preset->setTvNorm(setup.norm);
+        preset->setAspectRatio(setup.aspectRatio);
         preset->setUpdateMXFHeaderLength(setup.updateHeader);
         preset->setCompressionComponent(
             ZHLCompressionComponent::componentWithCode(fourCCFromString(setup.codec)));
@@ -520,25 +523,33 @@ TEST_F(MXFWriterTest, ADiskThatFillsWithTheLastBlockIsToldAfterTheEnd) {
 }
 
 TEST_F(MXFWriterTest, D10PicturesLoseTheirHeaderAndSayWideScreenWithoutChangingTheSample) {
-    const auto pictures = codedPictures(fourCC("mx5p"), 2);
-    ASSERT_EQ(pictures.size(), 2u);
-    make({.codec = "mx5p", .bits = 16, .channels = 4});
-    const Bytes sample = copyOf(pictures[0]->dataBuffer()->data());
-    for (int i = 0; i < 2; ++i) {
-        ZQErrorPtr error;
-        ASSERT_TRUE(writer->writeFrame(frame(i, pictures[static_cast<std::size_t>(i)]), &error))
-            << describe(error.get());
-    }
-    writer->finishWritingMovie();
-    EXPECT_EQ(copyOf(pictures[0]->dataBuffer()->data()), sample);
-    const File file(path("clip.mxf"));
-    ASSERT_EQ(file.streams.size(), 3u);
-    Bytes expected(sample.begin() + 20, sample.end());
-    ASSERT_EQ(expected.size(), 250000u);
+    const auto pictures = codedPictures(fourCC("mx5p"), 1);
+    ASSERT_EQ(pictures.size(), 1u);
+    Bytes sample = copyOf(pictures[0]->dataBuffer()->data());
+    ASSERT_EQ(sample.size(), 20u + 250000u);
     const Bytes code = {0x00, 0x00, 0x01, 0xB3};
-    ASSERT_TRUE(std::equal(code.begin(), code.end(), expected.begin()));
-    expected[7] = static_cast<std::uint8_t>(0x30 | (expected[7] & 0x0F));
-    EXPECT_EQ(file.streams[0][0], expected);
+    ASSERT_TRUE(std::equal(code.begin(), code.end(), sample.begin() + 20));
+    sample[27] = static_cast<std::uint8_t>(0x20 | (sample[27] & 0x0F));  // 4:3
+    struct Row {
+        std::uint32_t norm, aspectRatio;
+        std::uint8_t told;
+    };
+    // Only 625-line pictures are changed.
+    for (const Row& row : {Row{0, 0, 3}, Row{0, 1, 2}, Row{1, 0, 2}}) {
+        SCOPED_TRACE(fmt::format("norm {}, aspect ratio {}", row.norm, row.aspectRatio));
+        fs::remove(path("clip.mxf"));
+        make({.codec = "mx5p", .bits = 16, .channels = 4, .norm = row.norm, .aspectRatio = row.aspectRatio});
+        const auto store = ZQRFrameStore::helperWithData(ZQData::copying(sample));
+        ZQErrorPtr error;
+        ASSERT_TRUE(writer->writeFrame(frame(0, store), &error)) << describe(error.get());
+        writer->finishWritingMovie();
+        EXPECT_EQ(copyOf(*store->rawData()), sample) << "other writers share it";
+        const File file(path("clip.mxf"));
+        ASSERT_EQ(file.streams.size(), 3u);
+        Bytes expected(sample.begin() + 20, sample.end());
+        expected[7] = static_cast<std::uint8_t>(row.told << 4 | (expected[7] & 0x0F));
+        EXPECT_EQ(file.streams[0][0], expected);
+    }
 }
 
 }  // namespace
