@@ -272,9 +272,11 @@ TEST_F(MXFWriterTest, ARecordingThroughTheControllerComesBackPictureSoundAndPack
     EXPECT_EQ(file.info.startTimecodeFrames, 900000);
     EXPECT_FALSE(file.info.isGrowing);
     EXPECT_EQ(file.report.reelName, "REEL7");
+    EXPECT_EQ(file.report.clipName, "clip");
     ASSERT_FALSE(file.report.identifications.empty());
     EXPECT_EQ(file.report.identifications.front().company, "Quorvane");
     EXPECT_EQ(file.report.identifications.front().product, "vel:orb");
+    EXPECT_THAT(file.report.identifications.front().version, testing::StartsWith("5.0"));
     EXPECT_THAT(file.report.identifications.front().platform, testing::HasSubstr("macOS"));
     ASSERT_EQ(file.streams.size(), 1u + 8 + 1);
     for (std::size_t i = 0; i < 7; ++i) {
@@ -319,6 +321,40 @@ TEST_F(MXFWriterTest, AGrowingFileShowsEveryWholePartitionThoughABlockIsLarger) 
     EXPECT_GE(unitsOnDisk(), 2 * partition);
     writer.reset();  // abandoned, as by a crash
     EXPECT_GE(unitsOnDisk(), 2 * partition);
+}
+
+TEST_F(MXFWriterTest, TheHeaderTellsHowLongARecordingIsEveryHundredFramesWhereAskedTo) {
+    const auto pictures = codedPictures(fourCC("apco"), 1);
+    for (const bool asked : {false, true}) {
+        fs::remove(path("clip.mxf"));
+        make({.codec = "apco", .channels = 0, .updateHeader = asked});
+        for (int i = 0; i < 190; ++i) ASSERT_TRUE(writer->writeFrame(frame(i, pictures[0])));
+        writer.reset();  // abandoned, as by a crash
+        const File file(path("clip.mxf"));
+        EXPECT_EQ(file.report.streams[0].duration, asked ? 100 : -1);
+    }
+}
+
+TEST_F(MXFWriterTest, APictureThatIsTooLargeFailsAndTheNextOneGoesOn) {
+    const auto pictures = codedPictures(fourCC("apcn"), 3);
+    make({.channels = 0});
+    for (int i = 0; i < 2; ++i)
+        ASSERT_TRUE(writer->writeFrame(frame(i, pictures[static_cast<std::size_t>(i)])));
+    ZQErrorPtr error;
+    const auto large = ZQRFrameStore::helperWithData(ZQData::copying(Bytes(0x2000000)));
+    EXPECT_FALSE(writer->writeFrame(frame(2, large), &error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code(), -200);
+    EXPECT_THAT(error->localizedDescription(),
+                testing::StartsWith("ZQRNableMXFWriter couldn't copy video data. Should have copied 33554432 "
+                                    "but only copied "));
+    EXPECT_EQ(error->userInterfaceDescription(), ZQError::MXFWriteError());
+    EXPECT_TRUE(writer->writeFrame(frame(2, pictures[2])));
+    writer->finishWritingMovie();
+    const File file(path("clip.mxf"));
+    ASSERT_EQ(file.streams[0].size(), 3u);
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(file.streams[0][i], copyOf(pictures[i]->dataBuffer()->data())) << i;
 }
 
 TEST_F(MXFWriterTest, SixteenBitSoundAndTakenNames) {
@@ -546,6 +582,8 @@ TEST_F(MXFWriterTest, D10PicturesLoseTheirHeaderAndSayWideScreenWithoutChangingT
         EXPECT_EQ(copyOf(*store->rawData()), sample) << "other writers share it";
         const File file(path("clip.mxf"));
         ASSERT_EQ(file.streams.size(), 3u);
+        EXPECT_EQ(file.report.streams[0].containerLabel, "060e2b34.04010101.0d010301.02010101")
+            << "D-10 of 625 lines and 50 Mbit/s";
         Bytes expected(sample.begin() + 20, sample.end());
         expected[7] = static_cast<std::uint8_t>(row.told << 4 | (expected[7] & 0x0F));
         EXPECT_EQ(file.streams[0][0], expected);
