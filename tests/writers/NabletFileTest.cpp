@@ -364,6 +364,16 @@ TEST_F(NabletFileTest, AnOpenFileIsLockedForOthersWhoWouldChangeItAndKeepsItsCon
     ::close(other);
 }
 
+TEST_F(NabletFileTest, ANewFileMayBeWrittenByItsGroup) {
+    const mode_t before = ::umask(0);
+    const auto file = open(blockBytes);
+    ::umask(before);
+    ASSERT_TRUE(file);
+    struct stat facts;
+    ASSERT_EQ(::stat(path.c_str(), &facts), 0);
+    EXPECT_EQ(facts.st_mode & 0777, 0664u);
+}
+
 TEST_F(NabletFileTest, TheEngineReachesTheFileThroughTheTable) {
     ZQRNabletFile::setConfig(settings, 123);
     EXPECT_EQ(settings.usesFileFunctions, 1);
