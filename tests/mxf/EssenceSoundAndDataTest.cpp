@@ -145,6 +145,13 @@ TEST(D10Sound, FramesOf525LinesCountThroughTheCadence) {
     EXPECT_EQ(hexOf(rig.track->emptyElement()->first(12)), "014206ff0000000001000000");
 }
 
+TEST(D10Sound, TheCountIsOfTheSamplesThatHaveRoom) {
+    EssenceRig rig = soundRig(codec::pcmAES3, wrapping::d10, rate25, 16, 8);
+    const Bytes sample(2000 * 16);
+    ASSERT_TRUE(rig.add(sample));
+    EXPECT_EQ(hexOf(rig.track->stored(sample).first(4)), "008007ff") << "1920, which is all that is stored";
+}
+
 TEST(D10Sound, SharesThePicturesContainer) {
     EssenceRig picture(codec::mpeg2Video, wrapping::d10);
     Bytes sample = bytesOf("000001b32d0260337a1223d8000001b5185400010080000001000008ffff000001018000");

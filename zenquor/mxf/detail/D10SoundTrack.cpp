@@ -1,5 +1,7 @@
 #include "zenquor/mxf/detail/D10SoundTrack.h"
 
+#include <algorithm>
+
 #include "zenquor/mxf/detail/Labels.h"
 
 namespace zenquor::mxf::detail {
@@ -39,8 +41,10 @@ void D10SoundTrack::translate(std::span<const std::uint8_t> sample, std::int64_t
     element.assign(headerBytes + count * bytesPerSample, 0);
     const bool isSteady = context_.editRate == Rational{25, 1};
     element[0] = isSteady ? 0 : static_cast<std::uint8_t>(unit % cadenceFrames + 1);
-    element[1] = static_cast<std::uint8_t>(count);
-    element[2] = static_cast<std::uint8_t>(count >> 8);
+    // What is longer than its frame is cut when it is stored; the count is of what stays.
+    const std::size_t kept = std::min<std::size_t>(count, layout_.mostSamplesPerUnit(context_.editRate));
+    element[1] = static_cast<std::uint8_t>(kept);
+    element[2] = static_cast<std::uint8_t>(kept >> 8);
     element[3] = static_cast<std::uint8_t>((1u << layout_.channelCount) - 1);
     const std::uint8_t* in = sample.data();
     std::uint8_t* out = element.data() + headerBytes;
