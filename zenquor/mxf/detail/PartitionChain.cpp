@@ -27,13 +27,6 @@ PartitionPack PartitionChain::pack(std::size_t i, PartitionPack::State state, st
     return pack;
 }
 
-std::size_t PartitionChain::packRoom() const {
-    ByteSink out;
-    common_.write(out);
-    out.alignWithFill(common_.kagSize);
-    return out.size();
-}
-
 RandomIndexPack PartitionChain::randomIndex() const {
     RandomIndexPack pack;
     for (const Place& place : places_)

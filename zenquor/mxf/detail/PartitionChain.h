@@ -31,8 +31,6 @@ public:
     const Place& operator[](std::size_t i) const { return places_[i]; }
     /// @param footer  0 while there is none.
     PartitionPack pack(std::size_t i, PartitionPack::State state, std::uint64_t footer) const;
-    /// Bytes of a pack with the fill behind it.
-    std::size_t packRoom() const;
     RandomIndexPack randomIndex() const;
 
 private:

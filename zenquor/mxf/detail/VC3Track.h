@@ -16,7 +16,7 @@ struct VC3Header {
     bool isRGB = false;
     std::uint32_t colorVolume = 3;  // 0: 709, 1: 2020 non-constant, 2: 2020 constant luminance, 3: not told
 
-    /// Whether one size of frame belongs to the identifier, whatever the raster.
+    /// Whether the identifier goes with any raster; the size of frames then follows from the raster.
     bool isResolutionIndependent() const { return compressionID >= 1270; }
     static std::optional<VC3Header> read(std::span<const std::uint8_t> sample, std::string& why);
 };
