@@ -239,6 +239,41 @@ TEST(DemuxGrowing, ShowsEveryWholeUnitAsSoonAsItIsThere) {
     }
 }
 
+TEST(DemuxGrowing, AHeaderInPiecesLeavesWhatWasKnown) {
+    FileRecipe recipe;
+    recipe.isOpen = true;
+    recipe.hasFooter = false;
+    DemuxRig rig(recipe.build());
+    const Bytes whole = rig.bytes;
+    ASSERT_EQ(rig.open(), StatusOK);
+    SampleCollector sink;
+    std::int32_t parser = -1;
+    ASSERT_EQ(mxfDemuxCreateParser(rig.demuxer, data, parser), StatusOK);
+    ASSERT_EQ(mxfDemuxAddStream(rig.demuxer, parser, data, &sink), StatusOK);
+    ASSERT_EQ(mxfDemuxPush(rig.demuxer, parser), StatusOK);
+    std::fill(rig.bytes.begin() + 500, rig.bytes.begin() + 900, std::uint8_t{0});  // somebody writes it anew
+    ASSERT_EQ(mxfDemuxRefresh(rig.demuxer), StatusOK);
+    EXPECT_EQ(rig.info().editRate, 25.0);
+    EXPECT_EQ(rig.report().streams.at(data).format.codec, codec::ancillary436M);
+    ASSERT_EQ(mxfDemuxPush(rig.demuxer, parser), StatusOK);
+    EXPECT_EQ(sink.samples.back(), recipe.dataOf(1));
+    rig.bytes = whole;
+    ASSERT_EQ(mxfDemuxRefresh(rig.demuxer), StatusOK);
+    EXPECT_THAT(rig.report().faults, testing::IsEmpty());
+}
+
+TEST(DemuxGrowing, AFileThatWasReplacedIsReadAsItIs) {
+    FileRecipe recipe;
+    recipe.isSecondBody = true;
+    DemuxRig rig(recipe.build());
+    ASSERT_EQ(rig.open(), StatusOK);
+    recipe.isSecondBody = false;
+    recipe.hasHeaderMetadata = false;
+    rig.bytes = recipe.build();
+    ASSERT_EQ(mxfDemuxRefresh(rig.demuxer), StatusOK);
+    EXPECT_EQ(rig.samplesOf(picture).size(), 6u);
+}
+
 TEST(DemuxGrowing, AClosedFileThatWasCutSaysSo) {
     const FileRecipe recipe;
     Bytes bytes = recipe.build();

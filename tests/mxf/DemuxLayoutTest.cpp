@@ -204,6 +204,39 @@ TEST(DemuxFormat, CutsPictureClipsByTheirIndex) {
     EXPECT_THAT(other.report().faults, Contains(HasSubstr("cannot be told apart")));
 }
 
+TEST(DemuxFormat, ReadsFramesInOPAtomToo) {
+    for (const Index index : {Index::InFooter, Index::None}) {
+        FileRecipe recipe;
+        recipe.isAtomOfFrames = true;
+        recipe.index = index;
+        DemuxRig rig(recipe.build());
+        ASSERT_EQ(rig.open(), StatusOK);
+        EXPECT_EQ(rig.report().operationalPattern, "OP-Atom");
+        EXPECT_EQ(rig.samplesOf(picture), expected(recipe, &FileRecipe::picture));
+        EXPECT_EQ(rig.samplesOf(sound), expected(recipe, &FileRecipe::sound));
+        EXPECT_EQ(rig.report().streams.at(picture).wrapping, "frame");
+        EXPECT_TRUE(rig.report().streams.at(picture).format.isFrameWrapped);
+    }
+}
+
+TEST(DemuxFormat, CountsTheLinesOfWholeFrames) {
+    struct Row {
+        std::uint8_t layout;
+        std::uint32_t height;
+        bool isInterlaced;
+    };
+    // Of full frames, separate fields, mixed fields and segmented frames.
+    for (const Row& row : {Row{0, 540, false}, Row{1, 1080, true}, Row{3, 540, true}, Row{4, 1080, false}}) {
+        FileRecipe recipe;
+        recipe.frameLayout = row.layout;
+        DemuxRig rig(recipe.build());
+        ASSERT_EQ(rig.open(), StatusOK);
+        const StreamFormat& format = rig.report().streams.at(picture).format;
+        EXPECT_EQ(format.height, row.height) << int{row.layout};
+        EXPECT_EQ(format.isInterlaced, row.isInterlaced) << int{row.layout};
+    }
+}
+
 TEST(DemuxPlayback, TellsTimesAndPictureTypes) {
     FileRecipe recipe;
     recipe.isReordered = true;
@@ -296,7 +329,12 @@ TEST(DemuxOpening, RefusesWhatIsNoMXFAndCanThenOpenAnotherFile) {
     EXPECT_EQ(mxfDemuxOpen(nullptr, "x", {}, nullptr), StatusBadArgument);
     mxfDemuxFree(nullptr);
 
+    FileFunctions throwing = FileFunctions::systemReadOnly();
+    throwing.open = [](FileHandle*, const char*, void*) -> std::int32_t { throw std::bad_alloc(); };
+    DemuxParameters parameters;
+    parameters.file = &throwing;
     Demuxer* const absent = mxfDemuxNew();
+    EXPECT_EQ(mxfDemuxOpen(absent, "x", parameters, nullptr), StatusCannotOpen) << "nothing is thrown";
     EXPECT_EQ(mxfDemuxOpen(absent, "/nowhere/at/all.mxf", {}, nullptr), StatusCannotOpen);
     mxfDemuxFree(absent);
 }

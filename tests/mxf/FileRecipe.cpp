@@ -217,6 +217,7 @@ private:
     }
 
     bool isAtom() const { return recipe_.isClip || recipe_.isPictureClip; }
+    bool saysAtom() const { return isAtom() || recipe_.isAtomOfFrames; }
 
     void write(const Pack& pack) {
         const std::uint64_t here = file_.size();
@@ -231,11 +232,12 @@ private:
         Bytes index = pack.index;
         const std::size_t start = here + packBytes + before.size() + metadata.size();
         if (!index.empty()) index = index + fillTo(start + index.size());
-        file_ = file_ + item(std::string("060e2b34 02050101 0d010201 ") + std::string(pack.kind),
-                             bytesOf("0001 0003") + be(recipe_.grid, 4) + be(here, 8) + be(previous_, 8) +
-                                 be(pack.kind[3] == '4' ? here : footer_, 8) + be(metadata.size(), 8) +
-                                 be(index.size(), 8) + be(pack.indexSID, 4) + be(pack.bodyOffset, 8) +
-                                 be(told, 4) + bytesOf(isAtom() ? atomPattern : operationalPattern) + labels);
+        file_ =
+            file_ + item(std::string("060e2b34 02050101 0d010201 ") + std::string(pack.kind),
+                         bytesOf("0001 0003") + be(recipe_.grid, 4) + be(here, 8) + be(previous_, 8) +
+                             be(pack.kind[3] == '4' ? here : footer_, 8) + be(metadata.size(), 8) +
+                             be(index.size(), 8) + be(pack.indexSID, 4) + be(pack.bodyOffset, 8) +
+                             be(told, 4) + bytesOf(saysAtom() ? atomPattern : operationalPattern) + labels);
         file_ = file_ + before + metadata + index;
         if (recipe_.hasUnknownItems)
             file_ = file_ + item("060e2b34 01010101 0f0f0f0f 01020304", Bytes(11, 7));
@@ -371,7 +373,7 @@ private:
                 .add(0x3004, recipe_.isPictureClip ? label("0a", "02110200") : label("0d", "021c0100"))
                 .add(0x3203, be(1920, 4))
                 .add(0x3202, be(540, 4))
-                .add(0x320C, be(1, 1))
+                .add(0x320C, be(recipe_.frameLayout, 1))
                 .add(0x320E, be(16, 4) + be(9, 4))
                 .bytes();
         out = out + Set("01014800", soundDescriptor)
@@ -448,7 +450,7 @@ private:
                         .add(0x3B02, be(0, 8))
                         .add(0x3B05, be(0x0103, 2))
                         .add(0x3B03, Set::reference(storage))
-                        .add(0x3B09, bytesOf(isAtom() ? atomPattern : operationalPattern))
+                        .add(0x3B09, bytesOf(saysAtom() ? atomPattern : operationalPattern))
                         .bytes();
         out = out + Set("01011800", storage)
                         .add(0x1901, recipe_.isSecondBody ? Set::references({material, source, source2})

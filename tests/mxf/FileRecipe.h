@@ -36,6 +36,8 @@ struct FileRecipe {
     bool isSecondBody = false;     // the data track in an essence stream of its own
     int unitWithoutData = -1;
     bool isReordered = false;                    // stored I P B B P B, shown I B B P B P
+    bool isAtomOfFrames = false;                 // OP-Atom by its label, frame wrapped all the same
+    std::uint8_t frameLayout = 1;                // of the picture
     bool isClip = false;                         // OP-Atom: one element of sound
     int clipSamples = 1920;                      // of sound in an edit unit of it
     bool isPictureClip = false;                  // the same of pictures, with an index

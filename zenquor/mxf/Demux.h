@@ -49,9 +49,13 @@ class Demuxer;
 /// fill anywhere; sets, properties and elements that are not known are passed over. What is broken is told in
 /// report().faults and to the logger; reading goes on where it can.
 ///
+/// Nothing is thrown: where there is no memory, opening gives StatusCannotOpen and everything else StatusReadFailed.
+///
 /// Thread-safety: One thread at a time per demuxer.
-/// Ownership:     the host keeps sinks alive until the stream is removed.
+/// Ownership:     the host keeps sinks alive until the stream is removed; file functions are copied on opening.
 /// Standards:     SMPTE ST 377-1, 378, 390, 379-1, 436-1.
+///
+/// @return null when there is no memory.
 mxf::Demuxer* mxfDemuxNew();
 /// @param logger  null is silent.
 /// @return StatusCannotOpen, StatusReadFailed or StatusNotMXF; the demuxer can then be opened on another file.
@@ -77,6 +81,7 @@ std::int32_t mxfDemuxSeek(mxf::Demuxer* demuxer, std::int32_t parser, std::int64
 /// that could not be delivered, which the parser has stepped over all the same.
 std::int32_t mxfDemuxPush(mxf::Demuxer* demuxer, std::int32_t parser);
 /// Looks at what has been appended since; a growing file has more to read afterwards. Parsers keep their positions.
+/// @return StatusReadFailed when the file cannot be read any more; where memory was missing it is closed then.
 std::int32_t mxfDemuxRefresh(mxf::Demuxer* demuxer);
 std::int32_t mxfDemuxRemoveStream(mxf::Demuxer* demuxer, std::int32_t parser, std::int32_t stream);
 std::int32_t mxfDemuxFreeParser(mxf::Demuxer* demuxer, std::int32_t parser);

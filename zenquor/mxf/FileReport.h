@@ -47,7 +47,7 @@ struct StreamReport {
     Rational editRate;
     std::int64_t duration = -1;  // edit units as the metadata say; -1 unknown
     std::uint32_t storedWidth = 0;
-    std::uint32_t storedHeight = 0;  // as stored: of a field where the layout is separate fields
+    std::uint32_t storedHeight = 0;  // as stored: of a field where the layout is of fields or segments
     std::uint32_t displayWidth = 0;
     std::uint32_t displayHeight = 0;
     std::int32_t frameLayout =

@@ -76,25 +76,31 @@ std::optional<HeaderMetadata> DemuxFile::readCopy(const Partition& partition,
     return HeaderMetadata::read(file_.bytes(partition.metadataStart, count), faults);
 }
 
-/// The last complete copy wins; where none is complete, the one that tells of most.
+/// The last complete copy wins; where none is complete, the one that tells of most. A header that is read while somebody
+/// writes it again is in pieces: what was known before still holds then.
 void DemuxFile::readMetadata() {
     std::optional<HeaderMetadata> best;
-    std::vector<std::string> bestFaults;
+    std::vector<std::string> bestFaults, incomplete;
+    bool isWhole = false;
     for (const Partition* copy : copiesOfMetadata(partitions_.partitions())) {
         std::vector<std::string> faults;
         auto metadata = readCopy(*copy, faults);
         if (!metadata) continue;
         const bool isComplete = metadata->first(SetKind::Preface) && !streamsOf(*metadata).empty();
         if (!isComplete) {
-            faults_.tell(
+            incomplete.push_back(
                 fmt::format("The header metadata at byte {} are not complete.", copy->metadataStart));
         }
         if (isComplete || !best || metadata->sets().size() > best->sets().size()) {
             best = std::move(metadata);
             bestFaults = std::move(faults);
         }
+        isWhole = isComplete;
         if (isComplete) break;
     }
+    if (!isWhole && hasWholeMetadata_) return;
+    hasWholeMetadata_ = isWhole;
+    for (std::string& fault : incomplete) faults_.tell(std::move(fault));
     for (std::string& fault : bestFaults) faults_.tell(std::move(fault));
     if (!best) faults_.tell("The file has no header metadata that can be read.");
     metadata_ = best ? *std::move(best) : HeaderMetadata{};
@@ -129,9 +135,30 @@ std::vector<UL> DemuxFile::firstKeys(const std::vector<EssenceExtent>& extents) 
     return keys;
 }
 
+/// In OP-Atom some makers label clips as frames, and some store frames: the second element of a partition decides.
+void DemuxFile::unwrapFrames(Stream& stream, const std::vector<EssenceExtent>& extents) {
+    if (!stream.entry.mayBeFrames) return;
+    const std::vector<EssenceExtent> first{extents.front()};
+    ElementWalk walk(file_, faults_, first, first.front().start);
+    int count = 0;
+    while (const auto element = walk.next()) {
+        if (isElementKey(element->key) && trackNumberOf(element->key) == stream.elementNumber) ++count;
+        if (count < 2) continue;
+        stream.entry.isClip = false;
+        stream.entry.report.wrapping = "frame";
+        stream.entry.report.format.isFrameWrapped = true;
+        return;
+    }
+}
+
 /// Frame-wrapped essence is divided into edit units; clips are looked at stream by stream.
 void DemuxFile::updateBodies() {
-    for (const std::uint32_t bodySID : partitions_.bodySIDs()) {
+    const auto bodySIDs = partitions_.bodySIDs();
+    // What is gone from the file must not be asked: its index is gone too.
+    std::erase_if(bodies_, [&](const auto& body) {
+        return std::find(bodySIDs.begin(), bodySIDs.end(), body->bodySID) == bodySIDs.end();
+    });
+    for (const std::uint32_t bodySID : bodySIDs) {
         Body& body = bodyOf(bodySID);
         const auto extents = partitions_.extentsOf(bodySID);
         bool isOfClips = false, isOfFrames = streams_.empty();
@@ -139,6 +166,7 @@ void DemuxFile::updateBodies() {
         for (Stream& stream : streams_) {
             if (stream.entry.bodySID != bodySID) continue;
             stream.body = &body;
+            unwrapFrames(stream, extents);
             (stream.entry.isClip ? isOfClips : isOfFrames) = true;
             if (stream.elementNumber != 0) expected.push_back(stream.elementNumber);
         }

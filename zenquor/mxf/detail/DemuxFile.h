@@ -69,6 +69,7 @@ private:
     std::optional<HeaderMetadata> readCopy(const Partition& partition, std::vector<std::string>& faults);
     void listStreams();
     void updateBodies();
+    void unwrapFrames(Stream& stream, const std::vector<EssenceExtent>& extents);
     Body& bodyOf(std::uint32_t bodySID);
     std::vector<UL> firstKeys(const std::vector<EssenceExtent>& extents);
     void listStreamsOfKeys();
@@ -85,6 +86,7 @@ private:
     FaultList faults_;
     PartitionMap partitions_;
     HeaderMetadata metadata_;
+    bool hasWholeMetadata_ = false;
     std::vector<std::unique_ptr<Body>> bodies_;
     std::vector<Stream> streams_;
     FileReport report_;  // empty until somebody asks

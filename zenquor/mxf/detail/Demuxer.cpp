@@ -31,6 +31,16 @@ void Demuxer::close() {
     file_.reset();
 }
 
+std::int32_t Demuxer::refresh() {
+    if (!file_) return StatusBadArgument;
+    try {
+        return file_->refresh();
+    } catch (...) {
+        close();  // what is half looked at must not be asked
+        throw;
+    }
+}
+
 Demuxer::Parser* Demuxer::find(std::int32_t parser) {
     if (!file_ || parser < 0 || parser >= static_cast<std::int32_t>(parsers_.size())) return nullptr;
     Parser& found = parsers_[static_cast<std::size_t>(parser)];

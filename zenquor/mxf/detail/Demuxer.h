@@ -17,6 +17,7 @@ class Demuxer {
 public:
     std::int32_t open(const char* utf8Path, const DemuxParameters& parameters, ZQRMXFLoggerPtr logger);
     void close();
+    std::int32_t refresh();
     /// Null when nothing is open.
     detail::DemuxFile* file() { return file_.get(); }
     bool hasStream(std::int32_t stream) const {

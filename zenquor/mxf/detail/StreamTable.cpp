@@ -163,7 +163,8 @@ void describePicture(StreamReport& report, const HeaderMetadata& metadata, const
         firstNonZero({report.displayWidth, unsignedOf(descriptor, P::SampledWidth), report.storedWidth});
     format.height =
         firstNonZero({report.displayHeight, unsignedOf(descriptor, P::SampledHeight), report.storedHeight});
-    if (isOfFields) format.height *= 2;
+    const bool isSegmented = report.frameLayout == 4;  // a progressive frame, stored in halves
+    if (isOfFields || isSegmented) format.height *= 2;
     format.aspectX = static_cast<std::uint32_t>(std::max(report.aspectRatio.numerator, 0));
     format.aspectY = static_cast<std::uint32_t>(std::max(report.aspectRatio.denominator, 0));
 }
@@ -203,7 +204,9 @@ void describeWrapping(StreamEntry& entry, const HeaderMetadata& metadata, const 
     const auto pattern = preface ? preface->label(P::OperationalPattern) : std::nullopt;
     const bool isAtom = pattern && (*pattern)[12] == 0x10;
     const bool isTold = wrapping == "frame" || wrapping == "clip";
-    entry.isClip = isAtom || (isTold ? wrapping == "clip" : isClipElement(entry.report.trackNumber));
+    const bool isClipType = isClipElement(entry.report.trackNumber);
+    entry.isClip = isAtom || (isTold ? wrapping == "clip" : isClipType);
+    entry.mayBeFrames = isAtom && wrapping == "frame" && !isClipType;
     if (!isTold && wrapping.empty()) wrapping = entry.isClip ? "clip" : "frame";
     entry.report.wrapping = isAtom ? "clip" : wrapping;
     entry.report.format.isFrameWrapped = !entry.isClip;

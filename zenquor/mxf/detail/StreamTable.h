@@ -15,7 +15,8 @@ struct StreamEntry {
     StreamReport report;
     std::uint32_t bodySID = 0;  // 0: not told
     bool isClip = false;
-    SoundSize sound;  // of PCM
+    bool mayBeFrames = false;  // OP-Atom, whose files are clips mostly, with a label of frames
+    SoundSize sound;           // of PCM
 };
 
 /// All essence tracks of the packages that stand for this file's essence: video, then audio, then data, each kind in the
