@@ -271,6 +271,7 @@ TEST(DemuxGrowing, AFileThatWasReplacedIsReadAsItIs) {
     recipe.hasHeaderMetadata = false;
     rig.bytes = recipe.build();
     ASSERT_EQ(mxfDemuxRefresh(rig.demuxer), StatusOK);
+    EXPECT_EQ(rig.info().streamCount, 3) << "none of the essence stream that is gone";
     EXPECT_EQ(rig.samplesOf(picture).size(), 6u);
 }
 

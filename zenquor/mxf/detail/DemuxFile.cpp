@@ -98,7 +98,7 @@ void DemuxFile::readMetadata() {
         isWhole = isComplete;
         if (isComplete) break;
     }
-    if (!isWhole && hasWholeMetadata_) return;
+    if (!isWhole && hasWholeMetadata_ && !partitions_.hasFooter()) return;
     hasWholeMetadata_ = isWhole;
     for (std::string& fault : incomplete) faults_.tell(std::move(fault));
     for (std::string& fault : bestFaults) faults_.tell(std::move(fault));
