@@ -200,6 +200,45 @@ TEST(Mux, TellsAGapOnceHoweverLongItIs) {
               "NabletMXF Warning: Sound has no sample in edit unit 5 (time stamp 5): silence is stored");
 }
 
+TEST(Mux, TellsWhichOfSeveralSoundsIsMeantAndWhichFileCannotBeWritten) {
+    LogCapture log(ZLGLevel::Default);
+    Rig rig;
+    rig.muxer = std::make_unique<Muxer>(ZQRMXFLogger::loggerWithMode(ZQRMXFLogger::Mode::Forwarding));
+    ASSERT_EQ(rig.open(), StatusOK);
+    TestStream& images = rig.add(picture());
+    TestStream& first = rig.add(sound(1920));
+    rig.add(sound(1920));
+    images.send(sample(9, 1), 0);
+    first.send(sample(1920, 1), 0);
+    images.send(sample(9, 1), 1);
+    rig.file.failsAtWrite = rig.file.writes + 1;
+    EXPECT_EQ(rig.muxer->close(), StatusWriteFailed);
+    const auto lines = log.take();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_NE(lines[0].second.find("Sound 2 has no sample in edit unit 0"), std::string::npos)
+        << lines[0].second;
+    EXPECT_NE(lines[1].second.find("Sound 1 has no sample in edit unit 1"), std::string::npos)
+        << lines[1].second;
+    EXPECT_EQ(
+        lines[2].second,
+        "NabletMXF Error: An edit unit of memory cannot be written; its disk may be full or out of reach. "
+        "What was recorded before can be read");
+}
+
+TEST(Mux, TakesNoMoreStreamsThanKeysCanCount) {
+    Rig rig;
+    ASSERT_EQ(rig.open(), StatusOK);
+    rig.add(picture());
+    for (int i = 0; i < 127; ++i) rig.add(sound(192));
+    TestStream one;
+    EXPECT_EQ(rig.muxer->addTrack(&one, std::make_unique<ScriptedTrack>(sound(192)), rig.editRate),
+              StatusBadArgument);
+    rig.add(data());
+    rig.streams.front()->send(sample(9, 1), 0);
+    EXPECT_EQ(rig.muxer->close(), StatusOK);
+    expectClosed(rig.walk());
+}
+
 TEST(Mux, EndsARecordingWithTheFirstSampleThatDoesNotFitAndTellsItOnce) {
     const struct {
         const char* name;

@@ -69,7 +69,7 @@ mxf::Muxer* mxfMuxNew(ZQRMXFLoggerPtr logger);
 std::int32_t mxfMuxOpen(mxf::Muxer* muxer, const char* utf8Path, const mxf::MuxSettings& settings);
 /// Adds a stream; before the first sample only. Elements stand in the order video, audio, data.
 /// @return StatusBadArgument for an edit rate that is none or not that of the other streams, and for a stream that was
-/// added before; StatusUnknownEssence for a codec that no mapping is known for.
+/// added before or is the 128th of its kind; StatusUnknownEssence for a codec that no mapping is known for.
 std::int32_t mxfMuxAddInputStream(mxf::Muxer* muxer, mxf::InputStream* stream,
                                   const mxf::StreamFormat& format);
 /// Writes the last edit unit, the footer with the whole index and the random index pack, and the header in place.

@@ -15,6 +15,9 @@ namespace {
 
 using detail::EssenceTrack;
 
+/// Keys of elements count those of a kind in seven bits.
+constexpr std::int64_t mostStreamsOfAKind = 127;
+
 /// The place of a kind of essence in a content package: pictures, sounds, data.
 int rankOf(const EssenceTrack& track) {
     if (track.dataDefinition() == detail::labels::pictureDefinition) return 0;
@@ -56,9 +59,10 @@ Status Muxer::open(const char* utf8Path, const MuxSettings& settings) {
         settings.usesFileFunctions == 1 ? settings.file : FileFunctions::system();
     const Status opened = file_.open(functions, utf8Path);
     settings_ = settings;
+    path_ = utf8Path == nullptr ? "" : utf8Path;
     if (opened == StatusCannotOpen)
         return refuse(opened,
-                      fmt::format("The file {} cannot be created, or holds something already", utf8Path));
+                      fmt::format("The file {} cannot be created, or holds something already", path_));
     return opened;
 }
 
@@ -82,6 +86,11 @@ Status Muxer::addTrack(InputStream* stream, std::unique_ptr<EssenceTrack> track,
         return refuse(StatusBadArgument, "All streams of a file have one edit rate");
     if (std::ranges::any_of(streams_, [&](const Stream& each) { return each.input == stream; }))
         return refuse(StatusBadArgument, "A stream is added twice");
+    if (std::ranges::count_if(streams_, [&](const Stream& each) {
+            return rankOf(*each.track) == rankOf(*track);
+        }) >= mostStreamsOfAKind)
+        return refuse(StatusBadArgument,
+                      fmt::format("A file cannot have more than {} streams of a kind", mostStreamsOfAKind));
     editRate_ = editRate;
     Stream added;
     added.input = stream;
@@ -110,7 +119,7 @@ Status Muxer::take(InputStream& input, const SampleRecord& record) {
     if (timeStamp_ && record.timeStamp < *timeStamp_)
         return fail(StatusBadSample,
                     fmt::format("The time stamp {} of a sample in {} lies before the last one, {}",
-                                record.timeStamp, stream->track->trackName(), *timeStamp_));
+                                record.timeStamp, nameOf(*stream), *timeStamp_));
     if (timeStamp_ && record.timeStamp > *timeStamp_) {
         if (const Status written = writeUnit(); written != StatusOK) return written;
     }
@@ -124,17 +133,17 @@ void Muxer::tellPicture() {
 }
 
 Status Muxer::takeInto(Stream& stream, const SampleRecord& record) {
-    const std::string_view name = stream.track->trackName();
     if (stream.isFilled)
-        return fail(StatusBadSample,
-                    fmt::format("{} has two samples of one time stamp, {}", name, record.timeStamp));
+        return fail(StatusBadSample, fmt::format("{} has two samples of one time stamp, {}", nameOf(stream),
+                                                 record.timeStamp));
     stream.sample = stream.input->takeSample(std::move(stream.sample));
     if (stream.sample.count != record.byteCount)
-        return fail(StatusBadSample, fmt::format("A sample of {} is said to have {} bytes and has {}", name,
-                                                 record.byteCount, stream.sample.count));
+        return fail(StatusBadSample, fmt::format("A sample of {} is said to have {} bytes and has {}",
+                                                 nameOf(stream), record.byteCount, stream.sample.count));
     std::string why;
     const auto facts = stream.track->add(stream.sample.bytes(), record.flags, why);
-    if (!facts) return fail(StatusBadSample, fmt::format("A sample of {} cannot be stored: {}", name, why));
+    if (!facts)
+        return fail(StatusBadSample, fmt::format("A sample of {} cannot be stored: {}", nameOf(stream), why));
     stream.facts = *facts;
     stream.isFilled = true;
     return StatusOK;
@@ -153,8 +162,8 @@ Status Muxer::writeUnit() {
     if (const std::size_t misfit = package_->firstMisfit(values_); misfit != streams_.size())
         return fail(StatusBadSample,
                     fmt::format("A sample of {} has {} bytes, more than every element has room for",
-                                streams_[misfit].track->trackName(), values_[misfit].size()));
-    if (!growing_->add(values_, unitFacts())) return fail(StatusWriteFailed, "The file cannot be written");
+                                nameOf(streams_[misfit]), values_[misfit].size()));
+    if (!growing_->add(values_, unitFacts())) return failWriting("An edit unit");
     begin();
     return StatusOK;
 }
@@ -195,7 +204,7 @@ std::span<const std::uint8_t> Muxer::trimmed(Stream& stream, std::span<const std
     const bool isTooLong = most != 0 && sound.size() > most;
     if (isTooLong && !stream.isTooLong && logger_)
         logger_->DoLogWarning("{} has {} bytes more than edit unit {} lasts; they are left out",
-                              stream.track->trackName(), sound.size() - most, growing_->unitCount());
+                              nameOf(stream), sound.size() - most, growing_->unitCount());
     stream.isTooLong = isTooLong;
     return isTooLong ? sound.first(most) : sound;
 }
@@ -203,7 +212,7 @@ std::span<const std::uint8_t> Muxer::trimmed(Stream& stream, std::span<const std
 void Muxer::noteMissing(Stream& stream, std::string_view consequence) {
     // Once for every gap: a stream that ends early would fill the log otherwise.
     if (++stream.missing != 1 || !logger_) return;
-    logger_->DoLogWarning("{} has no sample in edit unit {} (time stamp {}): {}", stream.track->trackName(),
+    logger_->DoLogWarning("{} has no sample in edit unit {} (time stamp {}): {}", nameOf(stream),
                           growing_ ? growing_->unitCount() : 0, *timeStamp_, consequence);
 }
 
@@ -253,7 +262,7 @@ Status Muxer::start(bool hasEssence) {
     package_ = std::make_unique<detail::ContentPackage>(tracks, editRate_, systemItem);
     growing_ =
         std::make_unique<detail::GrowingFile>(file_, *graph_, *package_, fileOptions(settings_, editRate_));
-    return growing_->begin(hasEssence) ? StatusOK : fail(StatusWriteFailed, "The header cannot be written");
+    return growing_->begin(hasEssence) ? StatusOK : failWriting("The header");
 }
 
 Status Muxer::close() {
@@ -264,7 +273,9 @@ Status Muxer::close() {
     } catch (const std::bad_alloc&) {
         fail(StatusWriteFailed, "There is no memory for the end of the file");
     }
-    if (!file_.close()) fail(StatusWriteFailed, "The file cannot be closed");
+    if (!file_.close())
+        fail(StatusWriteFailed,
+             fmt::format("The file {} cannot be closed; its last bytes may be missing", path_));
     return status_;
 }
 
@@ -275,10 +286,11 @@ Status Muxer::finish() {
     if (!growing_) {
         if (const Status started = start(false); started != StatusOK) return started;
     }
-    if (!growing_->finish()) return fail(StatusWriteFailed, "The end of the file cannot be written");
+    if (!growing_->finish()) return failWriting("The end");
     if (growing_->hasOutgrownHeader() && logger_)
         logger_->DoLogWarning(
-            "The final metadata do not fit the room in the header and stand in the footer alone");
+            "The final metadata of {} do not fit the room in its header and stand in its footer alone",
+            path_);
     return StatusOK;
 }
 
@@ -292,6 +304,21 @@ void Muxer::detach() {
 Status Muxer::refuse(Status status, std::string_view sentence) const {
     if (logger_) logger_->DoLogError("{}", sentence);
     return status;
+}
+
+Status Muxer::failWriting(std::string_view part) {
+    const bool hasUnits = growing_ && growing_->unitCount() > 0;
+    return fail(StatusWriteFailed,
+                fmt::format("{} of {} cannot be written; its disk may be full or out of reach.{}", part,
+                            path_, hasUnits ? " What was recorded before can be read" : ""));
+}
+
+/// As its track is called in the file.
+std::string Muxer::nameOf(const Stream& stream) const {
+    const auto isAlike = [&](const Stream& other) { return rankOf(*other.track) == rankOf(*stream.track); };
+    const std::string_view name = stream.track->trackName();
+    if (std::ranges::count_if(streams_, isAlike) < 2) return std::string(name);
+    return fmt::format("{} {}", name, std::count_if(streams_.data(), &stream, isAlike) + 1);
 }
 
 Status Muxer::fail(Status status, std::string_view sentence) {

@@ -69,10 +69,13 @@ private:
     void detach();
     Status refuse(Status status, std::string_view sentence) const;
     Status fail(Status status, std::string_view sentence);
+    Status failWriting(std::string_view part);
+    std::string nameOf(const Stream& stream) const;
 
     ZQRMXFLoggerPtr logger_;
     Status status_ = StatusOK;  // the first failure
     MuxSettings settings_;
+    std::string path_;
     Rational editRate_;
     detail::FileOutput file_;
     std::vector<Stream> streams_;  // in the order of the file
