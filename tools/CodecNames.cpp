@@ -24,14 +24,18 @@ constexpr CodecName names[] = {
     {"prores", "ProRes 422", "*=apcn"},
     {"proreshq", "ProRes 422 HQ", "*=apch"},
     {"prores4444", "ProRes 4444", "*=ap4h"},
-    {"dnxhrlb", "DNxHR LB", "*=hrlb"},
-    {"dnxhrsq", "DNxHR SQ", "*=hrsq"},
-    {"dnxhrhq", "DNxHR HQ", "*=hrhq"},
-    {"dnxhrhqx", "DNxHR HQX, 10 bits", "*=rhqx"},
-    {"dnxhr444", "DNxHR 4:4:4", "*=rr41"},
+    {"dnxhrlb", "DNxHR LB", "525p*=hrlb 625p*=hrlb 720p*=hrlb 1080p*=hrlb 2160p*=hrlb 4320p*=hrlb"},
+    {"dnxhrsq", "DNxHR SQ", "525p*=hrsq 625p*=hrsq 720p*=hrsq 1080p*=hrsq 2160p*=hrsq 4320p*=hrsq"},
+    {"dnxhrhq", "DNxHR HQ", "525p*=hrhq 625p*=hrhq 720p*=hrhq 1080p*=hrhq 2160p*=hrhq 4320p*=hrhq"},
+    {"dnxhrhqx", "DNxHR HQX, 10 bits",
+     "525p*=rhqx 625p*=rhqx 720p*=rhqx 1080p*=rhqx 2160p*=rhqx 4320p*=rhqx"},
+    {"dnxhr444", "DNxHR 4:4:4", "525p*=rr41 625p*=rr41 720p*=rr41 1080p*=rr41 2160p*=rr41 4320p*=rr41"},
     {"dnxhdsq", "DNxHD SQ", "720p*=d7s8 1080i*=dis8 1080p*=dps8"},
     {"dnxhdhq", "DNxHD HQ", "720p*=d7q8 1080i*=diq8 1080p*=dpq8"},
     {"dnxhdhqx", "DNxHD HQX, 10 bits", "720p*=d7x1 1080i*=dix1 1080p*=dpx1"},
+    {"dnxhdtr", "DNxHD TR, thin raster", "720p*=d7t8 1080p*=dpt8"},
+    {"xdcamhd", "XDCAM HD 35 Mb/s, 1440 pixels wide",
+     "1080i50=xdv3 1080i5994=xdv2 1080p25=xdv7 1080p2398=xdv6 1080p2997=xdv8"},
     {"xdcam35", "XDCAM EX 35 Mb/s",
      "720p50=xdva 720p5994=xdv9 1080i50=xdvc 1080i5994=xdvb 1080p25=xdve 1080p2398=xdvd 1080p2997=xdvf"},
     {"xdcam422", "XDCAM HD422 50 Mb/s",
@@ -88,12 +92,29 @@ std::string_view codeFor(const CodecName& entry, std::string_view format) {
     return found;
 }
 
-std::string formatsOf(const CodecName& entry) {
+/// The formats of an entry, or of one of its codes.
+std::string formatsOf(const CodecName& entry, std::string_view only = {}) {
     std::string formats;
-    forEachCode(entry, [&](std::string_view pattern, std::string_view) {
-        formats += fmt::format("{}{}", formats.empty() ? "" : " ", pattern);
+    forEachCode(entry, [&](std::string_view pattern, std::string_view code) {
+        if (only.empty() || only == code) formats += fmt::format("{}{}", formats.empty() ? "" : " ", pattern);
     });
     return formats;
+}
+
+/// Why a code cannot have a format; empty when it can, or when nothing is known of it.
+std::string mistakeOfCode(std::string_view code, std::string_view format) {
+    std::string formats;
+    for (const CodecName& entry : names) {
+        bool isRight = false;
+        forEachCode(entry, [&](std::string_view pattern, std::string_view other) {
+            isRight = isRight || (code == other && matches(pattern, format));
+        });
+        if (isRight) return {};
+        const std::string more = formatsOf(entry, code);
+        if (!more.empty()) formats += (formats.empty() ? "" : " ") + more;
+    }
+    if (formats.empty()) return {};
+    return fmt::format("{} doesn't come in {}, only in {}.", code, format, formats);
 }
 
 }  // namespace
@@ -108,7 +129,10 @@ FourCC codecNamed(std::string_view name, const ZHLVideoFormat& format, std::stri
         return 0;
     }
     const FourCC code = name.size() <= 4 ? padded(name) : 0;
-    if (code != 0 && !ZHLCompressionComponent::displayNameForCode(code).empty()) return code;
+    if (code != 0 && !ZHLCompressionComponent::displayNameForCode(code).empty()) {
+        mistake = mistakeOfCode(name, format.name);
+        return mistake.empty() ? code : 0;
+    }
     std::string known;
     for (const CodecName& other : names) known += fmt::format(" {}", other.name);
     mistake = fmt::format("There is no codec \"{}\". Give a four-character code or one of these names:{}.",

@@ -366,7 +366,8 @@ void RecordingSession::Implementation::finish(bool wait) {
     for (const auto& output : outputs) output->close();
     seconds = display.elapsedSeconds();
     display.finish(progress(nullptr));
-    if (const auto error = encoderError.load()) complain(error->userInterfaceDescription());
+    if (const auto error = encoderError.load())
+        complain(error->userInterfaceDescription() + " --log error tells more.");
 }
 
 void RecordingSession::Implementation::report() const {
@@ -375,10 +376,11 @@ void RecordingSession::Implementation::report() const {
         const auto size = std::filesystem::file_size(output->path(), status);
         const double duration =
             static_cast<double>(output->framesWritten()) / source->format().timebase().realFramesPerSecond();
-        fmt::print("{}: {} frames written, {} dropped, {:.2f} s, {:.1f} MB, {:.2f} times real time\n",
-                   output->path().string(), output->framesWritten(), submitted - output->framesWritten(),
-                   duration, status ? 0.0 : static_cast<double>(size) / 1e6,
-                   seconds > 0 ? duration / seconds : 0.0);
+        if (!status) {
+            fmt::print("{}: {} frames written, {} dropped, {:.2f} s, {:.1f} MB, {:.2f} times real time\n",
+                       output->path().string(), output->framesWritten(), submitted - output->framesWritten(),
+                       duration, static_cast<double>(size) / 1e6, seconds > 0 ? duration / seconds : 0.0);
+        }
         if (!output->succeeded() && !encoderError.load()) {
             complain(fmt::format("\"{}\": {}", output->path().string(), output->failure()));
         }

@@ -47,7 +47,7 @@ class Command(Case):
         empty = self.folder / "empty.srt"
         empty.touch()
         for arguments, word in (([ "--input", self.folder / "none.mp4", out], "none.mp4"), (["--input", text, out], "text.txt"),
-                                (["--codec", "xdvc", "--frames", "5", out], "codec"), (["--captions", binary, out], "binary.srt"),
+                                (["--codec", "drx1", "--frames", "5", out], "codec"), (["--captions", binary, out], "binary.srt"),
                                 (["--captions", empty, out], "empty.srt"), ([Path("/nowhere/out.mov")], "/nowhere")):
             with self.subTest(arguments=arguments):
                 done = record(*arguments, status=1)

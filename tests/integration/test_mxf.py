@@ -26,6 +26,7 @@ RECORDINGS = [
     ("ai5q", "720p50", 12, 2, 24, "10:00:00:00", ("h264", 960, 720, "50/1")),
     ("xv00", "1080p50", 60, 2, 24, "10:00:00:00", ("h264", 1920, 1080, "50/1")),
     ("d7x1", "720p50", 12, 2, 24, "10:00:00:00", ("dnxhd", 1280, 720, "50/1")),
+    ("hrlb", "2160p25", 4, 2, 24, "10:00:00:00", ("dnxhd", 3840, 2160, "25/1")),
     ("rhqx", "1080p2398", 12, 2, 24, "00:00:00:00", ("dnxhd", 1920, 1080, "24000/1001")),
 ]
 
@@ -64,6 +65,8 @@ class MXFRecordings(Case):
         self.assertEqual((video["codec_name"], video["width"], video["height"], video["r_frame_rate"]),
                          (name, width, height, rate))
         self.assertEqual(int(video["nb_read_packets"]), frames)
+        if height == 2160:
+            self.assertEqual((video["color_space"], video["color_primaries"]), ("bt2020nc", "bt2020"))
         seconds = float(frames / Fraction(rate))
         self.assertAlmostEqual(float(probe["format"]["duration"]), seconds, delta=0.05)
         self.assertEqual(probe["format"]["tags"]["timecode"], start)

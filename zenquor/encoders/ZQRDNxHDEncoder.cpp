@@ -155,8 +155,13 @@ bool ZQRDNxHDEncoder::encodeFrame(const ZQRFramePtr& frame, ZQErrorPtr* error) {
 Status ZQRDNxHDEncoder::encode(const ZQRFrame& frame, std::uint8_t* buffer, std::size_t& codedBytes) {
     const std::optional<ZQData> picture = frame.videoData();
     const std::span<const std::uint8_t> source = picture ? picture->span() : std::span<const std::uint8_t>();
-    return platform::DNX_EncodeFrame(encoder_, source.data(), buffer, source.size(), compressedBufferSize_,
-                                     &codedBytes);
+    const Status status = platform::DNX_EncodeFrame(encoder_, source.data(), buffer, source.size(),
+                                                    compressedBufferSize_, &codedBytes);
+    const auto pixels = frame.videoPixelBuffer();
+    const bool isWideGamut = pixels && pixels->attachments().yCbCrMatrix == platform::YCbCrMatrix::ITU_R_2020;
+    if (status >= 0 && isWideGamut)
+        platform::DNX_SetColorVolume(buffer, codedBytes, platform::DNX_ColorVolume2020);
+    return status;
 }
 
 void ZQRDNxHDEncoder::finishEncoding() {

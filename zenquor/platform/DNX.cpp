@@ -185,6 +185,14 @@ Status DNX_EncodeFrame(DNX_EncoderHandle encoder, const std::uint8_t* source, st
     return status;
 }
 
+void DNX_SetColorVolume(std::uint8_t* coded, std::size_t codedBytes, DNX_ColorVolume volume) {
+    constexpr std::size_t place = 0x2C;
+    constexpr int shift = 1;
+    constexpr std::uint8_t mask = 3 << shift;
+    if (codedBytes > place)
+        coded[place] = static_cast<std::uint8_t>((coded[place] & ~mask) | volume << shift);
+}
+
 Status DNX_GetErrorString(Status status, std::string& text) {
     const auto* const known = std::find_if(std::begin(errorTexts), std::end(errorTexts),
                                            [&](const ErrorText& entry) { return entry.status == status; });

@@ -105,6 +105,15 @@ Status DNX_EncodeFrame(DNX_EncoderHandle encoder, const std::uint8_t* source, st
                        std::size_t sourceLength, std::size_t outputCapacity, std::size_t* compressedSize);
 /// What a status means, in a sentence; of this engine, of the platform or of libavcodec.
 Status DNX_GetErrorString(Status status, std::string& text);
+/// Colour volumes of a frame's header (SMPTE ST 2019-1).
+enum DNX_ColorVolume : std::uint8_t {
+    DNX_ColorVolume709 = 0,  // what the engine writes
+    DNX_ColorVolume2020 = 1,
+    DNX_ColorVolume2020ConstantLuminance = 2,
+    DNX_ColorVolumeNotTold = 3,
+};
+/// Puts the colour volume into a coded frame; one too short for a header is left as it is.
+void DNX_SetColorVolume(std::uint8_t* coded, std::size_t codedBytes, DNX_ColorVolume volume);
 /// Null does nothing.
 Status DNX_DeleteEncoder(DNX_EncoderHandle encoder);
 Status DNX_Finalize();

@@ -145,7 +145,7 @@ void CodecContext::configure(const EncoderRow& row, const EncoderSettings& setti
     c.time_base = av_inv_q(settings.frameRate());
     c.color_range = isFullRange(format) ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
     if (tags.colorPrimaries) c.color_primaries = libavColor(*tags.colorPrimaries);
-    if (tags.transferFunction) c.color_trc = libavColor(*tags.transferFunction);
+    if (const auto transfer = settings.codedTransferFunction()) c.color_trc = libavColor(*transfer);
     if (tags.yCbCrMatrix) c.colorspace = libavColor(*tags.yCbCrMatrix);
     if (tags.pixelAspectRatio) {
         av_reduce(&c.sample_aspect_ratio.num, &c.sample_aspect_ratio.den,

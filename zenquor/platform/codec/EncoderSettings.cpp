@@ -280,6 +280,14 @@ std::int64_t EncoderSettings::bitRate() const {
     return row_.broadcast->bitRate;
 }
 
+std::optional<TransferFunction> EncoderSettings::codedTransferFunction() const {
+    // The curve of ITU-R 2020 is that of 709, and ProRes knows it under that number alone.
+    const bool isProRes = row_.vendor == fourCC("appl");
+    if (isProRes && format_.transferFunction == TransferFunction::ITU_R_2020)
+        return TransferFunction::ITU_R_709_2;
+    return format_.transferFunction;
+}
+
 bool EncoderSettings::codesFields() const {
     if (row_.broadcast && row_.broadcast->kind == BroadcastKind::JPEG) return false;
     if (!isInterlaced() || row_.bitstream == Bitstream::HEVC) return false;

@@ -31,6 +31,8 @@ public:
     std::uint32_t width() const { return raster_.width; }
     std::uint32_t height() const { return raster_.height; }
     AVRational frameRate() const { return frameRate_; }
+    /// What the coded picture says of its transfer function; nothing when that was not set.
+    std::optional<TransferFunction> codedTransferFunction() const;
     bool isInterlaced() const { return wanted_.fieldCount == 2U; }
     bool isTopFieldFirst() const;
     /// Whether the encoder codes fields: H.264 needs rows in fours and more than the Baseline profile for

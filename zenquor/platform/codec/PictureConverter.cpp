@@ -155,7 +155,7 @@ void PictureConverter::tagFrame(AVFrame& frame) const {
     frame.color_range = isFullRange(format_) ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
     frame.quality = jpegQuality;  // read only by encoders of a constant one
     if (tags.colorPrimaries) frame.color_primaries = libavColor(*tags.colorPrimaries);
-    if (tags.transferFunction) frame.color_trc = libavColor(*tags.transferFunction);
+    if (const auto transfer = settings_.codedTransferFunction()) frame.color_trc = libavColor(*transfer);
     if (tags.yCbCrMatrix) frame.colorspace = libavColor(*tags.yCbCrMatrix);
 }
 
