@@ -66,7 +66,8 @@ void printPlain(const std::filesystem::path& path, const ZQRCaptionChecker::Repo
                                                   : "";
         fmt::print("  {:<12} {:<9} {}\n", place, ZQRCaptionRemark::nameOfKind(remark.kind), remark.text);
     }
-    if (report.remarks.empty()) fmt::print("  Nothing to remark.\n");
+    if (report.remarks.empty())
+        fmt::print("  {}\n", report.readable ? "Nothing to remark." : "It holds no captions.");
 }
 
 nlohmann::ordered_json textOrNull(const std::optional<ZQCKTimecode>& timecode) {

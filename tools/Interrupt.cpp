@@ -23,6 +23,7 @@ void Interrupt::install() {
     action.sa_handler = onSignal;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);  // the terminal is gone; the recording ends cleanly
     // A file that may not grow any further is an error of the write, not the end of the process.
     std::signal(SIGXFSZ, SIG_IGN);
 }

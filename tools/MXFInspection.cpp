@@ -58,11 +58,13 @@ void addText(JSON& facts, const char* key, const std::string& text) {
 void addPicture(JSON& facts, const mxf::StreamReport& stream) {
     facts["width"] = stream.storedWidth;
     facts["height"] = stream.storedHeight;
-    facts["display"] = fmt::format("{}x{}", stream.displayWidth, stream.displayHeight);
+    if (stream.displayWidth > 0)
+        facts["display"] = fmt::format("{}x{}", stream.displayWidth, stream.displayHeight);
     facts["layout"] = layoutName(stream.frameLayout);
-    facts["aspectRatio"] = ratio(stream.aspectRatio, ':');
-    facts["depth"] = stream.componentDepth;
-    facts["subsampling"] = fmt::format("{}:{}", stream.horizontalSubsampling, stream.verticalSubsampling);
+    if (stream.aspectRatio.denominator != 0) facts["aspectRatio"] = ratio(stream.aspectRatio, ':');
+    if (stream.componentDepth > 0) facts["depth"] = stream.componentDepth;
+    if (stream.horizontalSubsampling > 0)
+        facts["subsampling"] = fmt::format("{}:{}", stream.horizontalSubsampling, stream.verticalSubsampling);
     addText(facts, "primaries", stream.colorPrimaries);
     addText(facts, "transferFunction", stream.transferCharacteristic);
     addText(facts, "matrix", stream.codingEquations);

@@ -202,8 +202,8 @@ void describe(CLI::App& command, Arguments& a) {
             "--codec", a.codec,
             "Codec by name (h264, prores, imx50, avci100, xdcam422 …) or four-character code (avc1, v210 …)")
         ->capture_default_str();
-    auto* const frames = command.add_option("--frames", a.frames, "Stop after N frames")
-                             ->check(CLI::PositiveNumber)
+    auto* const frames = command.add_option("--frames", a.frames, "Stop after N frames, 1 or more")
+                             ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{INT32_MAX}))
                              ->option_text("N");
     command.add_option("--duration", a.duration, "Stop after so many seconds")
         ->check(CLI::PositiveNumber)
