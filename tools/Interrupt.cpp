@@ -23,7 +23,10 @@ void Interrupt::install() {
     action.sa_handler = onSignal;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGHUP, &action, nullptr);  // the terminal is gone; the recording ends cleanly
+    // When the terminal goes the recording ends cleanly, unless it was started to outlive it (nohup).
+    struct sigaction before = {};
+    sigaction(SIGHUP, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
     // A file that may not grow any further is an error of the write, not the end of the process.
     std::signal(SIGXFSZ, SIG_IGN);
 }
