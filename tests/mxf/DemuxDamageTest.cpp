@@ -275,6 +275,18 @@ TEST(DemuxGrowing, AFileThatWasReplacedIsReadAsItIs) {
     EXPECT_EQ(rig.samplesOf(picture).size(), 6u);
 }
 
+TEST(DemuxGrowing, FramesThatBecomeClipsAreNotReadByAnIndexThatIsGone) {
+    DemuxRig rig(FileRecipe{}.build());
+    ASSERT_EQ(rig.open(), StatusOK);
+    EXPECT_EQ(rig.samplesOf(picture).size(), 6u);
+    const Bytes frames = bytesOf("0d010301 02060100"), clips = bytesOf("0d010301 02060200");
+    const auto at = std::search(rig.bytes.begin(), rig.bytes.end(), frames.begin(), frames.end());
+    ASSERT_NE(at, rig.bytes.end());
+    std::copy(clips.begin(), clips.end(), at);
+    ASSERT_EQ(mxfDemuxRefresh(rig.demuxer), StatusOK);
+    EXPECT_TRUE(rig.samplesOf(picture).empty());
+}
+
 TEST(DemuxGrowing, AClosedFileThatWasCutSaysSo) {
     const FileRecipe recipe;
     Bytes bytes = recipe.build();

@@ -175,6 +175,7 @@ void DemuxFile::updateBodies() {
             checkKeyFrames(body);
             body.keys = body.units.keys();
         } else {
+            body.units.update({}, {}, {});  // what it knew was of the file as it was before
             body.keys = firstKeys(extents);
         }
     }
