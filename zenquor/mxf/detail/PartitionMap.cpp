@@ -130,16 +130,12 @@ void PartitionMap::walk() {
             continue;
         }
         const auto next = findNextItem(file_, position + 1, file_.size());
-        if (!next) {
-            cutAt_ = position;
-            break;
-        }
+        if (!next) break;
         position = *next;
     }
 }
 
 void PartitionMap::update() {
-    cutAt_.reset();
     if (followPointers()) {
         closePartitions(0);
         return;

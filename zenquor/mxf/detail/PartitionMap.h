@@ -57,8 +57,6 @@ public:
     const std::vector<Partition>& partitions() const { return partitions_; }
     bool hasRandomIndexPack() const { return randomIndexPosition_.has_value(); }
     bool hasFooter() const;
-    /// Where the last item breaks off that runs past the end of the file; nothing in a whole file.
-    const std::optional<std::uint64_t>& cutAt() const { return cutAt_; }
     /// The stretches of one essence stream in file order.
     std::vector<EssenceExtent> extentsOf(std::uint32_t bodySID) const;
     /// Index segments of one essence stream in file order; valid until the next update().
@@ -82,7 +80,6 @@ private:
     FaultList& faults_;
     std::vector<Partition> partitions_;
     std::optional<std::uint64_t> randomIndexPosition_;
-    std::optional<std::uint64_t> cutAt_;
 };
 
 }  // namespace zenquor::mxf::detail
