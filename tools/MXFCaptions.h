@@ -14,7 +14,7 @@
 
 namespace zenquor::tools {
 
-/// Answers each frame's timecode with all packets that the file holds for it; a file without timecode starts at
+/// Answers each frame's timecode with the captions, subtitles and cues that the file holds for it; a file without timecode starts at
 /// midnight.
 class MXFCaptions final : public ZQRSidecar {
 public:
