@@ -269,8 +269,10 @@ bool CaptionStream::playPackets(const std::filesystem::path& path, const ZQCKTim
     first_ = sameLabel(first, timebase_);
     frames_ = std::llround(static_cast<double>(ownFrames) / own.realFramesPerSecond() *
                            timebase_.realFramesPerSecond());
-    const bool carriesTeletext = kind_ == CaptionFileKind::MXF && MXFCaptions::carries(path, ZQRVANCFlagOP47);
-    if (settings_.output == CaptionSettings::Output::OP47 && !carriesTeletext) {
+    const auto carriesTeletext = [&] {
+        return kind_ == CaptionFileKind::MXF && MXFCaptions::carries(path, ZQRVANCFlagOP47);
+    };
+    if (settings_.output == CaptionSettings::Output::OP47 && !carriesTeletext()) {
         const Blocks blocks = blocksSeen(*sidecar_, own, ownFrames);
         if (blocks.empty())
             return failCaption(error,
