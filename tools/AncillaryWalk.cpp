@@ -15,7 +15,7 @@
 namespace zenquor::tools {
 namespace {
 
-using Visit = std::function<void(const AncillaryPacket&)>;
+using Visit = AncillaryWalk::Visit;
 
 constexpr int wordsOfEightBits = 1;      // the 291M form of MCC files
 constexpr std::int32_t unknownLine = 0;  // caption files do not tell the line
@@ -45,28 +45,6 @@ std::optional<AncillaryWalk> walkMovie(const std::filesystem::path& path, const 
     });
     if (unreadable > 0)
         walk.faults.push_back(fmt::format("{} caption samples hold no readable packet.", unreadable));
-    return walk;
-}
-
-/// Every packet of every element of ancillary data, in the order of the frames.
-std::optional<AncillaryWalk> walkMXF(const std::filesystem::path& path, const Visit& visit,
-                                     ZQErrorPtr* error) {
-    const auto file = MXFFile::open(path, error);
-    if (!file) return std::nullopt;
-    AncillaryWalk walk;
-    for (const std::int32_t stream : file->streamsOfKind(mxf::streamKindData)) {
-        file->forEachSample(stream, [&](std::int64_t frame, std::span<const std::uint8_t> element) {
-            auto bytes = ZQRDataStream::initWithData(ZQData::copying(element));
-            ZQRVANCHelper::extractVANCDataPacketFromSMPTE436MStream(
-                bytes, [&](std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& data) {
-                    visit({frame, file->timecodeOf(frame), file->timeOf(frame), "436M",
-                           packetOf(did, sdid, data, line)});
-                    ++walk.packets;
-                });
-            return true;
-        });
-    }
-    walk.faults = file->report().faults;
     return walk;
 }
 
@@ -126,6 +104,18 @@ std::optional<AncillaryWalk> walkLines(const std::filesystem::path& path, bool i
 
 }  // namespace
 
+AncillaryWalk AncillaryWalk::ofMXF(const MXFFile& file, const Visit& visit) {
+    AncillaryWalk walk;
+    file.forEachPacket([&](std::int64_t frame, std::int32_t line, std::uint8_t did, std::uint8_t sdid,
+                           const ZQData& data) {
+        visit({frame, file.timecodeOf(frame), file.timeOf(frame), "436M", packetOf(did, sdid, data, line)});
+        ++walk.packets;
+        return true;
+    });
+    walk.faults = file.report().faults;
+    return walk;
+}
+
 std::optional<AncillaryWalk> AncillaryWalk::ofFile(const std::filesystem::path& path, const Visit& visit,
                                                    ZQErrorPtr* error) {
     if (!canBeRead(path, error)) return std::nullopt;
@@ -134,8 +124,10 @@ std::optional<AncillaryWalk> AncillaryWalk::ofFile(const std::filesystem::path& 
             return walkLines(path, true, visit, error);
         case CaptionFileKind::MacCaption:
             return walkLines(path, false, visit, error);
-        case CaptionFileKind::MXF:
-            return walkMXF(path, visit, error);
+        case CaptionFileKind::MXF: {
+            const auto file = MXFFile::open(path, error);
+            return file ? std::optional(ofMXF(*file, visit)) : std::nullopt;
+        }
         case CaptionFileKind::Movie:
             return walkMovie(path, visit, error);
         default:

@@ -14,6 +14,8 @@
 
 namespace zenquor::tools {
 
+class MXFFile;
+
 struct AncillaryPacket {
     std::int64_t frame = 0;  // from 0 at the start of the file
     std::optional<ZQCKTimecode> timecode;
@@ -24,14 +26,18 @@ struct AncillaryPacket {
 
 /// What was read, and what could not be.
 struct AncillaryWalk {
+    using Visit = std::function<void(const AncillaryPacket&)>;
+
     std::int64_t packets = 0;
     std::vector<std::string> faults;  // a sentence each; a fault that repeats is counted in one
 
-    /// Reads a movie's caption tracks, the ancillary data of an MXF file, or an SCC or MCC file line by line; lines that cannot be read are passed over.
+    /// Reads a movie's caption tracks, the ancillary data of an MXF file, or an SCC or MCC file line by line; lines
+    /// that cannot be read are passed over.
     /// @return nothing with an error when the file cannot be opened or is of no known format.
-    static std::optional<AncillaryWalk> ofFile(const std::filesystem::path& path,
-                                               const std::function<void(const AncillaryPacket&)>& visit,
+    static std::optional<AncillaryWalk> ofFile(const std::filesystem::path& path, const Visit& visit,
                                                ZQErrorPtr* error);
+    /// Reads an MXF file that is open already.
+    static AncillaryWalk ofMXF(const MXFFile& file, const Visit& visit);
 };
 
 }  // namespace zenquor::tools

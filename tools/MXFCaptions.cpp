@@ -26,18 +26,13 @@ std::shared_ptr<MXFCaptions> MXFCaptions::open(const std::filesystem::path& path
 bool MXFCaptions::carries(const std::filesystem::path& path, ZQRVANCFlags kind) {
     const auto file = MXFFile::open(path, nullptr);
     bool isFound = false;
-    for (const std::int32_t stream :
-         file ? file->streamsOfKind(mxf::streamKindData) : std::vector<std::int32_t>{}) {
-        file->forEachSample(stream, [&](std::int64_t, std::span<const std::uint8_t> element) {
-            auto bytes = ZQRDataStream::initWithData(ZQData::copying(element));
-            ZQRVANCHelper::extractVANCDataPacketFromSMPTE436MStream(
-                bytes, [&](std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& data) {
-                    const auto packet = ZQRVANCHelper::vancPacketWithLine(line, did, sdid, data);
-                    isFound = isFound || (packet && (ZQRVANCHelper::vancFlagsFromPacket(packet) & kind) != 0);
-                });
+    if (!file) return isFound;
+    file->forEachPacket(
+        [&](std::int64_t, std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& data) {
+            const auto packet = ZQRVANCHelper::vancPacketWithLine(line, did, sdid, data);
+            isFound = (ZQRVANCHelper::vancFlagsFromPacket(packet) & kind) != 0;
             return !isFound;
         });
-    }
     return isFound;
 }
 

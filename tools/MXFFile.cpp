@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "CaptionErrors.h"
+#include "zenquor/vanc/ZQRVANCHelper.h"
 
 namespace zenquor::tools {
 namespace {
@@ -112,22 +113,28 @@ double MXFFile::seconds() const {
     return info_.editRate > 0 ? static_cast<double>(info_.duration) / info_.editRate : 0;
 }
 
-std::vector<std::int32_t> MXFFile::streamsOfKind(std::int32_t kind) const {
-    std::vector<std::int32_t> found;
-    for (std::int32_t stream = 0; stream < info_.streamCount; ++stream) {
+void MXFFile::forEachPacket(const PacketVisit& visit) const {
+    bool goesOn = true;
+    const auto visitElement = [&](std::int64_t frame, std::span<const std::uint8_t> element) {
+        auto bytes = ZQRDataStream::initWithData(ZQData::copying(element));
+        ZQRVANCHelper::extractVANCDataPacketFromSMPTE436MStream(
+            bytes, [&](std::int32_t line, std::uint8_t did, std::uint8_t sdid, const ZQData& data) {
+                goesOn = goesOn && visit(frame, line, did, sdid, data);
+            });
+        return goesOn;
+    };
+    for (std::int32_t stream = 0; goesOn && stream < info_.streamCount; ++stream) {
         mxf::StreamFormat format;
         if (mxfDemuxGetStreamFormat(demuxer_.get(), stream, format) == mxf::StatusOK &&
-            format.streamKind == kind)
-            found.push_back(stream);
+            format.streamKind == mxf::streamKindData)
+            forEachSample(stream, visitElement);
     }
-    return found;
 }
 
-std::int64_t MXFFile::forEachSample(
-    std::int32_t stream,
-    const std::function<bool(std::int64_t frame, std::span<const std::uint8_t>)>& visit) const {
+/// Hands over the samples in stored order.
+void MXFFile::forEachSample(std::int32_t stream, const SampleVisit& visit) const {
     std::int32_t parser = -1;
-    if (mxfDemuxCreateParser(demuxer_.get(), stream, parser) != mxf::StatusOK) return 0;
+    if (mxfDemuxCreateParser(demuxer_.get(), stream, parser) != mxf::StatusOK) return;
     SampleSink sink;
     std::int64_t frame = 0;
     if (mxfDemuxAddStream(demuxer_.get(), parser, stream, &sink) == mxf::StatusOK) {
@@ -138,7 +145,6 @@ std::int64_t MXFFile::forEachSample(
         mxfDemuxRemoveStream(demuxer_.get(), parser, stream);
     }
     mxfDemuxFreeParser(demuxer_.get(), parser);
-    return frame;
 }
 
 }  // namespace zenquor::tools

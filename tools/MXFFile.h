@@ -7,9 +7,9 @@
 #include <memory>
 #include <optional>
 #include <span>
-#include <vector>
 
 #include "zenquor/core/ZQCKTimecode.h"
+#include "zenquor/core/ZQData.h"
 #include "zenquor/core/ZQError.h"
 #include "zenquor/mxf/Demux.h"
 
@@ -34,15 +34,17 @@ public:
     ZQCKTimecode timeOf(std::int64_t frame) const;
     double seconds() const;
 
-    /// Numbers of the streams of a kind (mxf::streamKind…).
-    std::vector<std::int32_t> streamsOfKind(std::int32_t kind) const;
-    /// Hands the samples of @p stream to @p visit in stored order, until it returns false.
-    /// @return how many edit units were read.
-    std::int64_t forEachSample(
-        std::int32_t stream,
-        const std::function<bool(std::int64_t frame, std::span<const std::uint8_t>)>& visit) const;
+    /// What is known of a packet of the ancillary data; whether to go on.
+    using PacketVisit = std::function<bool(std::int64_t frame, std::int32_t line, std::uint8_t did,
+                                           std::uint8_t sdid, const ZQData& data)>;
+    /// Hands over the packets stream by stream, each frame by frame, until @p visit returns false.
+    void forEachPacket(const PacketVisit& visit) const;
 
 private:
+    using SampleVisit = std::function<bool(std::int64_t frame, std::span<const std::uint8_t> sample)>;
+
+    void forEachSample(std::int32_t stream, const SampleVisit& visit) const;
+
     struct Free {
         void operator()(mxf::Demuxer* demuxer) const { mxfDemuxFree(demuxer); }
     };

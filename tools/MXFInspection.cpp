@@ -163,16 +163,14 @@ std::optional<nlohmann::ordered_json> inspectMXF(const std::filesystem::path& pa
     const auto file = MXFFile::open(path, error);
     if (!file) return std::nullopt;
     PacketCount count;
-    const auto walk = AncillaryWalk::ofFile(
-        path,
-        [&](const AncillaryPacket& entry) { count.add(PacketCount::nameOf(entry.packet), entry.packet); },
-        error);
-    if (!walk) return std::nullopt;
+    const auto walk = AncillaryWalk::ofMXF(*file, [&](const AncillaryPacket& entry) {
+        count.add(PacketCount::nameOf(entry.packet), entry.packet);
+    });
     JSON facts;
     facts["file"] = path.string();
     facts.update(factsOf(*file));
     facts["captions"] = count.kinds();
-    facts["faults"] = walk->faults;
+    facts["faults"] = walk.faults;
     if (count.faulty() > 0)
         facts["faults"].push_back(fmt::format("{} ancillary packets are faulty.", count.faulty()));
     return facts;
